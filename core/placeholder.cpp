@@ -1,0 +1,1 @@
+extern "C" int amPlaceholder(void) { return 0; }

@@ -1,0 +1,114 @@
+// Small C++ helpers shared by every feature of the module: bounded copies that cannot be
+// given a wrong size, a scoped hold of a host mutex, a scoped XML parser context and
+// case-insensitive comparisons. Header-only; nothing here allocates.
+#ifndef OSTRA_AM_CORE_UTIL_H
+#define OSTRA_AM_CORE_UTIL_H
+
+#include <cstddef>
+#include <cstring>
+#include <strings.h>
+
+#include "platform/host.h"
+
+namespace am {
+
+// Copies `src` (NULL gives "") into a fixed array, cut to its capacity - 1 and terminated.
+template <std::size_t N>
+inline int copyText(char (&dst)[N], const char *src) {
+    static_assert(N > 0, "destination needs room for the terminator");
+    return uStrSafeCopy(dst, static_cast<int>(N), src);
+}
+
+// As copyText, but copies at most `count` characters of `src`.
+template <std::size_t N>
+inline int copyTextN(char (&dst)[N], const char *src, int count) {
+    static_assert(N > 0, "destination needs room for the terminator");
+    return uStrnSafeCopy(dst, static_cast<int>(N), src, count);
+}
+
+// The capacity of a fixed array as the int that host functions take.
+template <typename T, std::size_t N>
+constexpr int capacity(const T (&)[N]) {
+    return static_cast<int>(N);
+}
+
+// Text for a "%s" of a log line: NULL prints as the empty string.
+inline const char *orEmpty(const char *text) { return text != nullptr ? text : ""; }
+
+inline bool equalsNoCase(const char *a, const char *b) {
+    return a != nullptr && b != nullptr && strcasecmp(a, b) == 0;
+}
+
+inline bool startsWithNoCase(const char *text, const char *prefix) {
+    return text != nullptr && prefix != nullptr && strncasecmp(text, prefix, std::strlen(prefix)) == 0;
+}
+
+// Holds a host mutex for a scope. A NULL mutex (never created, or creation failed) is
+// not taken, so a feature keeps working unlocked rather than failing.
+class SemGuard {
+public:
+    explicit SemGuard(SEM_ID sem) : sem_(sem) {
+        if (sem_ != nullptr) semTake(sem_, -1);
+    }
+    ~SemGuard() {
+        if (sem_ != nullptr) semGive(sem_);
+    }
+    SemGuard(const SemGuard &) = delete;
+    SemGuard &operator=(const SemGuard &) = delete;
+
+private:
+    SEM_ID sem_;
+};
+
+// Owns a private XML parser context: created with a name, destroyed on every path.
+class XmlDoc {
+public:
+    explicit XmlDoc(const char *name) : ctx_(ncCreatePrivate(name)) {}
+    ~XmlDoc() { ncDestroy(ctx_); }
+    XmlDoc(const XmlDoc &) = delete;
+    XmlDoc &operator=(const XmlDoc &) = delete;
+
+    bool created() const { return ctx_ != nullptr; }
+    // Sets the option word (1: values trimmed) and parses; false when not well-formed.
+    bool parse(const char *text, int option) {
+        if (ctx_ == nullptr || text == nullptr) return false;
+        ctx_->option = option;
+        return ncParseFromBuf(ctx_, text, 0) == 0;
+    }
+    ncContext *get() const { return ctx_; }
+    ncElement *root() const { return ctx_ != nullptr ? ctx_->root : nullptr; }
+    ncElement *element(const char *path) const { return ncGetElementByName(ctx_, path); }
+
+private:
+    ncContext *ctx_;
+};
+
+// Children of an element, for range-for: `for (ncElement *child : children(e))`.
+class Children {
+public:
+    explicit Children(const ncElement *element) : list_(element != nullptr ? element->children : nullptr) {}
+    class Iterator {
+    public:
+        Iterator(const uList *list, int pos) : list_(list), pos_(pos) {}
+        ncElement *operator*() const { return static_cast<ncElement *>(uListGet(list_, pos_)); }
+        Iterator &operator++() {
+            ++pos_;
+            return *this;
+        }
+        bool operator!=(const Iterator &other) const { return pos_ != other.pos_; }
+
+    private:
+        const uList *list_;
+        int pos_;
+    };
+    Iterator begin() const { return Iterator(list_, 0); }
+    Iterator end() const { return Iterator(list_, uListSize(list_)); }
+
+private:
+    const uList *list_;
+};
+inline Children children(const ncElement *element) { return Children(element); }
+
+}  // namespace am
+
+#endif
