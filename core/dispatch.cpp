@@ -172,6 +172,18 @@ constexpr SubscribeRoute kUnsubscribeRoutes[] = {
     {"dialog", [](const SubscribeResult &r) { amDialogRecvUnsubscribeResult(r.line, r.number, r.state); }},
 };
 
+// The common start of both result entry points: false (and logged) when there is no event.
+bool traceResult(const char *function, int line, const char *number, const char *event, const char *contentType,
+                 int state) {
+    if (event == nullptr) {
+        ostraPrintLog(2, kLog, "%s: param is NULL \n", function);
+        return false;
+    }
+    ostraPrintLog(0, kLog, "%s: line=%d, number=%s, event=%s, accept=%s, state=%d\n", function, line,
+                  am::orEmpty(number), event, am::orEmpty(contentType), state);
+    return true;
+}
+
 template <std::size_t N>
 const SubscribeRoute *findRoute(const SubscribeRoute (&routes)[N], const char *event) {
     for (const SubscribeRoute &route : routes) {
@@ -265,12 +277,7 @@ extern "C" int amRecvInfo(const AmInfoRecord *info) {
 
 extern "C" int amRecvSubscribeResult(int line, const char *number, const char *event, const char *contentType,
                                      int state, const char *body) {
-    if (event == nullptr) {
-        ostraPrintLog(2, kLog, "%s: param is NULL \n", "amRecvSubscribeResult");
-        return -1;
-    }
-    ostraPrintLog(0, kLog, "%s: line=%d, number=%s, event=%s, accept=%s, state=%d\n", "amRecvSubscribeResult",
-                  line, am::orEmpty(number), event, am::orEmpty(contentType), state);
+    if (!traceResult("amRecvSubscribeResult", line, number, event, contentType, state)) return -1;
     const SubscribeRoute *route = findRoute(kSubscribeRoutes, event);
     if (route == nullptr) {
         ostraPrintLog(2, kLog, "%s: invalid event \n", "amRecvSubscribeResult");
@@ -282,12 +289,7 @@ extern "C" int amRecvSubscribeResult(int line, const char *number, const char *e
 
 extern "C" int amRecvUnsubscribeResult(int line, const char *number, const char *event, const char *contentType,
                                        int state) {
-    if (event == nullptr) {
-        ostraPrintLog(2, kLog, "%s: param is NULL \n", "amRecvUnsubscribeResult");
-        return -1;
-    }
-    ostraPrintLog(0, kLog, "%s: line=%d, number=%s, event=%s, accept=%s, state=%d\n", "amRecvUnsubscribeResult",
-                  line, am::orEmpty(number), event, am::orEmpty(contentType), state);
+    if (!traceResult("amRecvUnsubscribeResult", line, number, event, contentType, state)) return -1;
     // Results of other packages need nothing from the module.
     const SubscribeRoute *route = findRoute(kUnsubscribeRoutes, event);
     if (route != nullptr) route->handle({line, number, state, nullptr});
