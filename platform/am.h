@@ -60,7 +60,8 @@ extern "C" {
 
 /* ---- Lifecycle and inbound entry points ------------------------------------------- */
 
-/* An INFO, as received and as sent: {line, number, contentType, body}. */
+/* An INFO, as received and as sent: {line, number, contentType, body}. The host owns the
+ * layout; the alias only gives it a name in the module's own family. */
 typedef pmInfoRecord AmInfoRecord;
 AM_CHECK_SIZE_32(AmInfoRecord, 16);
 
@@ -82,7 +83,7 @@ int  amRecvNotify(int line, const char *number, const char *event, const char *s
                   const char *contentType, const char *body);
 int  amRecvMessage(int line, const char *number, const char *name, const char *contentType,
                    const char *body);
-int  amRecvInfo(const AmInfoRecord *info);
+int  amRecvInfo(const pmInfoRecord *info);
 int  amRecvSubscribeResult(int line, const char *number, const char *event, const char *contentType,
                            int state, const char *body);
 int  amRecvUnsubscribeResult(int line, const char *number, const char *event, const char *contentType,
@@ -508,8 +509,10 @@ int amRecvHotelParse(int line, const char *contentType, const char *body);
 int amHotelStatusReport(int line, int status, const char *guestNumber);
 int amHotelXmlContentGet(int line, char *out, const char *number, const char *response, const char *nonce);
 int amHotelBodyContentParse(int line, const char *body);
-int mtGet32BytesDigestByMemory(const void *data, int length, char *out);
-int digestTransformation32(const unsigned char digest[16], char *out);
+/* Both answer the module's own result slot (ten rotating 33-byte slots), which a later call
+ * overwrites; a caller keeps the 32 characters written to its zeroed `out` instead. */
+const char *mtGet32BytesDigestByMemory(const void *data, int length, char *out);
+const char *digestTransformation32(const unsigned char digest[16], char *out);
 
 /* ---- Feature synchronisation ------------------------------------------------------ */
 
