@@ -54,6 +54,18 @@ private:
     std::mutex creating_;
 };
 
+// Appends a heap copy of a plain entry; false, with nothing kept, when memory runs out.
+// The caller holds the list's mutex.
+template <typename Entry>
+bool appendCopy(uList *list, const Entry &value) {
+    auto *entry = static_cast<Entry *>(uMalloc(sizeof(Entry)));
+    if (entry == nullptr) return false;
+    *entry = value;
+    if (uListAppend(list, entry) == 0) return true;
+    uFree(entry);
+    return false;
+}
+
 // The decimal number that `text` begins with (strtol rules), kept inside the int range.
 inline int decimalAt(const char *text) {
     long value = std::strtol(text, nullptr, 10);

@@ -78,14 +78,9 @@ extern "C" int amLineSeizeDataAdd(int line, int index, int channel) {
         ostraPrintLog(1, kLog, "%s: amLineSeizeList null\n", "amLineSeizeDataAdd");
         return -1;
     }
-    auto *entry = static_cast<LineSeize *>(uMalloc(sizeof(LineSeize)));
-    if (entry != nullptr) {
-        entry->line = line;
-        entry->index = index;
-        entry->channel = channel;
+    {
         am::SemGuard guard(gLineSeizeList.lock());
-        if (uListAppend(list, entry) == 0) return 0;
-        uFree(entry);
+        if (am::appendCopy(list, LineSeize{line, index, channel})) return 0;
     }
     ostraPrintLog(1, kLog, "%s: malloc error\n", "amLineSeizeDataAdd");
     return -1;

@@ -129,14 +129,7 @@ extern "C" int amScaStatusSet(int line, int index, int state) {
         entry->state = state;
         return 0;
     }
-    auto *entry = static_cast<ScaInfo *>(uMalloc(sizeof(ScaInfo)));
-    if (entry != nullptr) {
-        entry->line = line;
-        entry->state = state;
-        entry->index = index;
-        if (uListAppend(list, entry) == 0) return 0;
-        uFree(entry);
-    }
+    if (am::appendCopy(list, ScaInfo{line, state, index})) return 0;
     ostraPrintLog(1, kLog, "%s: malloc error\n", "amScaStatusSet");
     return -1;
 }

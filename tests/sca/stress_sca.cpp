@@ -1,5 +1,6 @@
-// The appearance list written by NOTIFYs on one thread while applications query it on
-// another, from the very first NOTIFY on (the list and its mutex are created lazily).
+// The appearance and line-seize lists written on the protocol manager's thread while an
+// application thread reads and changes them, from the very first use on (each list and
+// its mutex are created lazily, possibly by either thread).
 #include <atomic>
 #include <string>
 #include <thread>
@@ -13,58 +14,76 @@ constexpr int kRounds = 1500;
 constexpr int kAppearances = 8;
 const char *const kStates[] = {"idle", "seized", "active", "held", "held-private", "alerting"};
 
+// Runs `applications` on a thread of its own, started together with `protocolManager`.
+template <typename Apps, typename Pm>
+void race(Apps applications, Pm protocolManager) {
+    std::atomic<bool> go{false};
+    std::thread other([&] {
+        while (!go.load()) std::this_thread::yield();
+        applications();
+    });
+    go = true;
+    protocolManager();
+    other.join();
+}
+
 TEST(ScaStress, NotifiesRaceTheQueries) {
     devhost::reset();
     devhost::setRecordEvents(false);
-    std::atomic<bool> go{false}, done{false};
     std::atomic<int> badAnswers{0};
-    std::thread applications([&] {
-        while (!go.load()) std::this_thread::yield();
-        for (int i = 0; i < 20 * kRounds && !done.load(); ++i) {
-            int state = amScaStatusGet(1 + i % 2, 1 + i % kAppearances);
-            int index = amScaAvailableAppearanceIndexGet(1 + i % 2);
-            if (state < -1 || state > 8 || index < 0 || index > kAppearances + 1) ++badAnswers;
-        }
-    });
-    go = true;
-    for (int i = 0; i < kRounds; ++i) {
-        int line = 1 + i % 2;
-        std::string appearance = (i % 50 == 49) ? "*" : std::to_string(1 + (i / 2) % kAppearances);
-        std::string body = "appearance-index=" + appearance + ";appearance-state=" + kStates[i % 6];
-        amRecvScaParse(line, body.c_str());
-    }
+    race(
+        [&] {
+            for (int i = 0; i < 10 * kRounds; ++i) {
+                if (i < kAppearances) amScaStatusSet(3, i + 1, 4);  // may create the list
+                int state = amScaStatusGet(1, 1 + i % kAppearances);
+                int index = amScaAvailableAppearanceIndexGet(1);
+                if (state < -1 || state > 8 || index < 0 || index > kAppearances + 1) ++badAnswers;
+            }
+        },
+        [] {
+            for (int i = 0; i < kRounds; ++i) {
+                std::string index = i % 50 == 49 ? "*" : std::to_string(1 + i % kAppearances);
+                std::string body = "appearance-index=" + index + ";appearance-state=" + kStates[i % 6];
+                amRecvScaParse(1, body.c_str());
+            }
+        });
+    EXPECT_EQ(badAnswers.load(), 0);
     amRecvScaParse(1, "appearance-index=*;appearance-state=active");
     amRecvScaParse(1, "appearance-index=5;appearance-state=idle");
-    done = true;
-    applications.join();
-    EXPECT_EQ(badAnswers.load(), 0);
-    for (int index = 1; index <= kAppearances; ++index) EXPECT_EQ(amScaStatusGet(1, index), index == 5 ? 0 : 4);
-    EXPECT_EQ(amScaAvailableAppearanceIndexGet(1), 5);
-}
-
-TEST(ScaStress, TwoThreadsSettingTheirOwnAppearances) {
-    devhost::reset();
-    devhost::setRecordEvents(false);
-    std::atomic<bool> go{false};
-    auto writer = [&](int line) {
-        while (!go.load()) std::this_thread::yield();
-        for (int i = 0; i < kRounds; ++i) amScaStatusSet(line, 1 + i % kAppearances, i % 9);
-    };
-    std::thread first(writer, 1), second(writer, 2);
-    go = true;
-    first.join();
-    second.join();
-    // Every appearance got exactly one entry, whichever thread created the list.
-    for (int line = 1; line <= 2; ++line) {
-        for (int index = 1; index <= kAppearances; ++index) {
-            int last = kRounds - 1;
-            while (1 + last % kAppearances != index) --last;
-            EXPECT_EQ(amScaStatusGet(line, index), last % 9) << line << "/" << index;
-        }
+    for (int index = 1; index <= kAppearances; ++index) {
+        EXPECT_EQ(amScaStatusGet(1, index), index == 5 ? 0 : 4);
+        EXPECT_EQ(amScaStatusGet(3, index), 4);
     }
-    EXPECT_EQ(amScaStatusGet(1, kAppearances + 1), -1);
+    EXPECT_EQ(amScaAvailableAppearanceIndexGet(1), 5);
     EXPECT_EQ(devhost::liveLists(), 1);
     EXPECT_EQ(devhost::liveMutexes(), 1);
+}
+
+TEST(LineSeizeStress, OutcomesRaceRequestsAndCancels) {
+    devhost::reset();
+    devhost::setRecordEvents(false);
+    devhost::line(1).scaEnable = 1;
+    std::atomic<int> reported{0}, refused{0};
+    devhost::setEventObserver([&](const char *, const void *, int) { ++reported; });
+    race(
+        [&] {
+            for (int i = 0; i < kRounds; ++i) {
+                if (amRequestLineSeize(1, 1 + i % kAppearances, 1 + i % 4) != 0) ++refused;
+                if (i % 3 == 0) amRequestLineSeizeCancel(1, 1 + i % kAppearances);
+            }
+        },
+        [] {
+            for (int i = 0; i < 2 * kRounds; ++i) {
+                std::string body = "appearance-index=" + std::to_string(1 + i % kAppearances);
+                amRecvLineSeizeParse(1, i % 3, body.c_str());
+            }
+        });
+    devhost::setEventObserver(nullptr);
+    EXPECT_EQ(refused.load(), 0);
+    EXPECT_GT(reported.load(), 0);
+    // Whatever is still listed goes with one cancel per request.
+    for (int i = 0; i < kRounds; ++i) amRequestLineSeizeCancel(1, 1 + i % kAppearances);
+    EXPECT_EQ(devhost::liveBlocks(), 0);
 }
 
 }  // namespace
