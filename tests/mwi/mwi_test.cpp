@@ -151,4 +151,30 @@ TEST_F(Mwi, ReportTakesNewBeforeOld) {
     EXPECT_STREQ(status.account, "");
 }
 
+TEST_F(Mwi, ArrivesThroughTheInboundDispatch) {
+    devhost::line(1).registerNumber = "100";
+    const char *body = "Messages-Waiting: yes\r\nVoice-Message: 3/4 (1/0)\r\n";
+    EXPECT_EQ(amRecvNotify(1, "2001", "message-summary", "active", kSummary, body), 0);
+    EXPECT_EQ(amRecvNotify(1, "2001", "Dialog-Message-Summary", "active", kSummary, body), 0);
+    auto events = amtest::eventsNamed(AM_MWI_EVENT_NAME);
+    ASSERT_EQ(events.size(), 2u);
+    AmMwiStatus own = amtest::record<AmMwiStatus>(events[0]);
+    AmMwiStatus watched = amtest::record<AmMwiStatus>(events[1]);
+    EXPECT_EQ(own.newCount * 10 + own.oldCount, 44);
+    EXPECT_STREQ(own.account, "100");
+    EXPECT_EQ(own.dialogFlag, 0);
+    EXPECT_STREQ(watched.account, "2001");
+    EXPECT_EQ(watched.dialogFlag, 1);
+
+    devhost::clearEvents();
+    amRecvSubscribeResult(1, "2001", "dialog-message-summary", kSummary, 1, nullptr);
+    amRecvSubscribeResult(1, "2001", "message-summary", kSummary, 0, nullptr);
+    EXPECT_EQ(amtest::countEvents(AM_MWI_EVENT_NAME), 0);
+    amRecvSubscribeResult(1, "2001", "dialog-message-summary", kSummary, 0, nullptr);
+    AmMwiStatus failed = onlyRecord<AmMwiStatus>(AM_MWI_EVENT_NAME);
+    EXPECT_EQ(failed.waiting, -1);
+    EXPECT_STREQ(failed.account, "2001");
+    EXPECT_EQ(failed.dialogFlag, 1);
+}
+
 }  // namespace

@@ -260,4 +260,15 @@ TEST_F(PresenceDocument, ReportContentTypesAndLogs) {
     EXPECT_EQ(amtest::eventsNamed(AM_PRESENCE_EVENT_NAME).back().data.size(), sizeof(AmPresenceStatus));
 }
 
+TEST_F(PresenceDocument, ArrivesThroughTheInboundDispatch) {
+    long mark = devhost::liveBlocks();
+    std::string body = pidf("open", "<e:activities><e:on-the-phone call-id=\"77@pbx\"/></e:activities>");
+    EXPECT_EQ(amRecvNotify(2, "2002", "Presence", "active", kPidf, body.c_str()), 0);
+    Report report = last();
+    EXPECT_EQ(report.state, AM_PRESENCE_STATE_TALKING);
+    EXPECT_EQ(report.callId, "77@pbx");
+    EXPECT_EQ(report.number + "/" + std::to_string(report.line), "2002/2");
+    EXPECT_EQ(devhost::liveBlocks(), mark);
+}
+
 }  // namespace
