@@ -20,11 +20,11 @@ constexpr int length(const char (&)[N]) {
 // Copies the text between `from` and `to` into a caller buffer of `size` bytes, cut to
 // size - 1. A buffer without room is left alone.
 void copyBetween(char *out, int size, const char *from, const char *to) {
-    if (size > 0) uStrnSafeCopy(out, size, from, static_cast<int>(to - from));
+    if (out != nullptr && size > 0) uStrnSafeCopy(out, size, from, static_cast<int>(to - from));
 }
 
 void setText(char *out, int size, const char *text) {
-    if (size > 0) uStrSafeCopy(out, size, text);
+    if (out != nullptr && size > 0) uStrSafeCopy(out, size, text);
 }
 
 // A heap copy of [from, to), exactly as long as it needs to be; NULL when memory runs out.
@@ -37,39 +37,31 @@ char *heapCopy(const char *from, const char *to) {
     return copy;
 }
 
-// The value of the first `name="..."` found from `from` (`opening` is the name with its
-// equals sign and opening quote); false when that or the closing quote is missing.
-bool quotedValue(const char *from, const char *opening, const char **value, const char **end) {
-    const char *at = std::strstr(from, opening);
+// The text between the first `open` found from `from` and the first `close` after it;
+// false when either is missing. Also reads quoted attribute values: open `name="`, close `"`.
+bool elementText(const char *from, const char *open, const char *close, const char **value, const char **end) {
+    const char *at = std::strstr(from, open);
     if (at == nullptr) return false;
-    const char *start = at + std::strlen(opening);
-    const char *close = std::strchr(start, '"');
-    if (close == nullptr) return false;
+    const char *start = at + std::strlen(open);
+    const char *stop = std::strstr(start, close);
+    if (stop == nullptr) return false;
     *value = start;
-    *end = close;
+    *end = stop;
     return true;
+}
+
+// Copies what elementText finds into a caller buffer; leaves the buffer alone otherwise.
+void copyElementText(const char *from, const char *open, const char *close, char *out, int size) {
+    const char *value = nullptr;
+    const char *end = nullptr;
+    if (elementText(from, open, close, &value, &end)) copyBetween(out, size, value, end);
 }
 
 void readBasic(const char *body, char *basic, int basicSize) {
     static constexpr char kStatus[] = "<status>";
-    static constexpr char kBasic[] = "<basic>";
     if (std::strstr(body, "<tuple") == nullptr) return;
     const char *status = std::strstr(body, kStatus);
-    if (status == nullptr) return;
-    const char *open = std::strstr(status + length(kStatus), kBasic);
-    if (open == nullptr) return;
-    const char *value = open + length(kBasic);
-    const char *close = std::strstr(value, "</basic>");
-    if (close != nullptr) copyBetween(basic, basicSize, value, close);
-}
-
-void readNote(const char *body, char *note, int noteSize) {
-    static constexpr char kNote[] = "<note>";
-    const char *open = std::strstr(body, kNote);
-    if (open == nullptr) return;
-    const char *value = open + length(kNote);
-    const char *close = std::strstr(value, "</note>");
-    if (close != nullptr) copyBetween(note, noteSize, value, close);
+    if (status != nullptr) copyElementText(status + length(kStatus), "<basic>", "</basic>", basic, basicSize);
 }
 
 // A device note describes the call itself ("Talking", "Ringing", "Call from ..."); only its
@@ -99,12 +91,9 @@ void readDeviceNote(const char *body, char *note, int noteSize) {
 // Activities outrank every note: a watched user "on-the-phone" is talking whatever the
 // note says, and an activities element without a call word clears the note.
 void readActivities(const char *body, char *note, int noteSize, char **callId) {
-    static constexpr char kOpen[] = "<e:activities>";
-    const char *open = std::strstr(body, kOpen);
-    if (open == nullptr) return;
-    const char *value = open + length(kOpen);
-    const char *close = std::strstr(value, "</e:activities>");
-    if (close == nullptr) return;
+    const char *value = nullptr;
+    const char *close = nullptr;
+    if (!elementText(body, "<e:activities>", "</e:activities>", &value, &close)) return;
     char *activities = heapCopy(value, close);
     if (activities == nullptr) return;
     if (noteSize > 0) {
@@ -120,7 +109,7 @@ void readActivities(const char *body, char *note, int noteSize, char **callId) {
     }
     const char *id = nullptr;
     const char *idEnd = nullptr;
-    if (callId != nullptr && quotedValue(activities, "call-id=\"", &id, &idEnd)) {
+    if (callId != nullptr && elementText(activities, "call-id=\"", "\"", &id, &idEnd)) {
         if (char *copy = heapCopy(id, idEnd)) *callId = copy;
     }
     uFree(activities);
@@ -161,7 +150,7 @@ int amPresencePidfXmlContentGet(const char *body, char *basic, int basicSize, ch
     setText(basic, basicSize, "");
     setText(note, noteSize, "");
     readBasic(body, basic, basicSize);
-    readNote(body, note, noteSize);
+    copyElementText(body, "<note>", "</note>", note, noteSize);
     readDeviceNote(body, note, noteSize);
     readActivities(body, note, noteSize, callId);
     return 0;
@@ -169,19 +158,14 @@ int amPresencePidfXmlContentGet(const char *body, char *basic, int basicSize, ch
 
 int amPresenceXpidfXmlContentGet(const char *body, char *status, int statusSize, char *substatus,
                                  int substatusSize) {
-    if (status != nullptr) setText(status, statusSize, "");
-    if (substatus != nullptr) setText(substatus, substatusSize, "");
+    setText(status, statusSize, "");
+    setText(substatus, substatusSize, "");
     if (body == nullptr) return -1;
-    const char *value = nullptr;
-    const char *end = nullptr;
     static constexpr char kStatus[] = "<status";
-    const char *element = std::strstr(body, kStatus);
-    if (status != nullptr && element != nullptr && quotedValue(element + length(kStatus), "status=\"", &value, &end)) {
-        copyBetween(status, statusSize, value, end);
+    if (const char *element = std::strstr(body, kStatus)) {
+        copyElementText(element + length(kStatus), "status=\"", "\"", status, statusSize);
     }
-    if (substatus != nullptr && quotedValue(body, "substatus=\"", &value, &end)) {
-        copyBetween(substatus, substatusSize, value, end);
-    }
+    copyElementText(body, "substatus=\"", "\"", substatus, substatusSize);
     return 0;
 }
 
