@@ -2,7 +2,6 @@
 // inside bounded stretches of a body, for documents the XML parser rejects and for
 // resource lists read as text. It tolerates malformed documents; it never reads past the
 // NUL of its text and every copy is bounded by its destination.
-#include <cstdio>
 #include <cstring>
 
 #include "core/util.h"
@@ -15,17 +14,21 @@ constexpr char kLog[] = "ostra.am.dialogInfo";
 // First occurrence of `needle` that starts in [from, limit), never looking past the NUL
 // of the text; a null `limit` means the end of the text. Equivalent to strstr followed
 // by a check against `limit`, but it stops at `limit` so that a search inside one
-// element does not run through the rest of the document.
+// element does not run through the rest of the document. Candidates are found with
+// strchr, which may look past `limit` only up to the next occurrence of the first
+// character.
 const char *findBounded(const char *from, const char *limit, const char *needle) {
     const char first = needle[0];
-    const char *rest = needle + 1;
-    const std::size_t restLength = std::strlen(rest);
-    for (const char *p = from; limit == nullptr || p < limit; ++p) {
-        const char c = *p;
-        if (c == '\0') return nullptr;
-        if (c == first && std::strncmp(p + 1, rest, restLength) == 0) return p;
+    const char second = needle[1];
+    const std::size_t restLength = std::strlen(needle) - 1;
+    for (const char *p = from;; ++p) {
+        if (limit != nullptr && p >= limit) return nullptr;
+        p = std::strchr(p, first);
+        if (p == nullptr || (limit != nullptr && p >= limit)) return nullptr;
+        // p[1] is at worst the terminating NUL.
+        if (second == '\0') return p;
+        if (p[1] == second && std::strncmp(p + 1, needle + 1, restLength) == 0) return p;
     }
-    return nullptr;
 }
 
 bool argumentsValid(const char *text, const char *limit, const char *name) {
@@ -43,16 +46,20 @@ public:
     TagPattern &operator=(const TagPattern &) = delete;
 
     bool allocated() const { return buffer_ != nullptr; }
-    const char *opening() {
-        std::snprintf(buffer_, size_, "<%s", name_);
-        return buffer_;
-    }
-    const char *closing() {
-        std::snprintf(buffer_, size_, "</%s>", name_);
+    const char *opening() { return format("<", ""); }
+    const char *closing() { return format("</", ">"); }
+
+private:
+    // "<name" and "</name>" fit the buffer of strlen(name) + 4 bytes exactly.
+    const char *format(const char *before, const char *after) {
+        const std::size_t nameLength = size_ - 4;
+        const std::size_t beforeLength = std::strlen(before);
+        std::memcpy(buffer_, before, beforeLength);
+        std::memcpy(buffer_ + beforeLength, name_, nameLength);
+        std::strcpy(buffer_ + beforeLength + nameLength, after);
         return buffer_;
     }
 
-private:
     const char *name_;
     std::size_t size_;
     char *buffer_;
@@ -205,6 +212,9 @@ int amBlfParseItemValue(const char *text, const char *limit, const char *name, c
 int amBlfParseItemAttr(const char *text, const char *limit, const char *attr, char *out, int outSize) {
     if (!argumentsValid(text, limit, attr)) return 0;
     const char *from = text;
+    // Once a quote character has no match after some position it has none after any later
+    // one; remembering that keeps a body full of unmatched quotes linear.
+    bool unmatched[2] = {false, false};
     for (;;) {
         const char *found = std::strstr(from, attr);
         if (found == nullptr) return 0;
@@ -228,8 +238,10 @@ int amBlfParseItemAttr(const char *text, const char *limit, const char *attr, ch
             continue;
         }
         const char *value = p + 1;
-        const char *close = std::strchr(value, quote);
+        bool &noMatch = unmatched[quote == '"' ? 0 : 1];
+        const char *close = noMatch ? nullptr : std::strchr(value, quote);
         if (close == nullptr) {
+            noMatch = true;
             ostraPrintLog(2, kLog, "Attr value does not have match quote!");
             from = value;
             continue;

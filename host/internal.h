@@ -2,13 +2,16 @@
 #ifndef OSTRA_HOST_INTERNAL_H
 #define OSTRA_HOST_INTERNAL_H
 
+#include <memory_resource>
 #include <mutex>
 #include <vector>
 
 // The list behind uList; the XML node parser builds its element lists directly, so that
-// they are the host's own and never count as the module's allocations.
+// they are the host's own and never count as the module's allocations. Their storage
+// comes from the parser's arena (released with the parser); every other list's from the
+// heap, through the default memory resource.
 struct uList {
-    std::vector<void *> items;
+    std::pmr::vector<void *> items;
 };
 
 namespace devhost {

@@ -5,29 +5,93 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <memory>
+#include <memory_resource>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "dev_host.h"
 #include "internal.h"
 
 namespace {
 
+// A bump allocator for one parsed document: chunks released together with the context,
+// the first sized from the document so that most documents need one. It is also the
+// memory resource of the tree's lists. Nothing in the tree needs its destructor run.
+class Arena : public std::pmr::memory_resource {
+public:
+    Arena() = default;
+    Arena(const Arena &) = delete;
+    Arena &operator=(const Arena &) = delete;
+    ~Arena() override {
+        while (chunk_ != nullptr) {
+            Chunk *previous = chunk_->previous;
+            ::operator delete(chunk_);
+            chunk_ = previous;
+        }
+    }
+    void expect(std::size_t bytes) { next_ = bytes; }
+    void *take(std::size_t size, std::size_t align) {
+        std::size_t at = (used_ + align - 1) & ~(align - 1);
+        if (chunk_ == nullptr || at + size > capacity_) {
+            grow(size + align);
+            at = (used_ + align - 1) & ~(align - 1);
+        }
+        used_ = at + size;
+        return reinterpret_cast<char *>(chunk_) + at;
+    }
+
+private:
+    struct Chunk {
+        Chunk *previous;
+    };
+    void grow(std::size_t atLeast) {
+        std::size_t size = next_ > atLeast ? next_ : atLeast;
+        size += sizeof(Chunk);
+        auto *chunk = static_cast<Chunk *>(::operator new(size));
+        chunk->previous = chunk_;
+        chunk_ = chunk;
+        capacity_ = size;
+        used_ = sizeof(Chunk);
+        next_ = size * 2;
+    }
+    void *do_allocate(std::size_t bytes, std::size_t align) override { return take(bytes, align); }
+    void do_deallocate(void *, std::size_t, std::size_t) override {}
+    bool do_is_equal(const std::pmr::memory_resource &other) const noexcept override { return this == &other; }
+
+    Chunk *chunk_ = nullptr;
+    std::size_t capacity_ = 0;
+    std::size_t used_ = 0;
+    std::size_t next_ = 4096;
+};
+
 struct ParserImpl {
     std::string name;
     pugi::xml_document document;
     bool parsed = false;
-    // Deques keep addresses stable while the tree grows.
-    std::deque<ncElement> elements;
-    std::deque<ncAttr> attrs;
-    std::deque<uList> lists;
-    std::deque<std::string> values;
+    Arena arena;                     // the element tree: elements, attributes, lists, items
+    std::deque<std::string> values;  // joined values of mixed content
+
+    template <typename T>
+    T *make() {
+        return new (arena.take(sizeof(T), alignof(T))) T();
+    }
+    uList *makeList(std::size_t reserve) {
+        uList *list = new (arena.take(sizeof(uList), alignof(uList))) uList{std::pmr::vector<void *>(&arena)};
+        list->items.reserve(reserve);
+        return list;
+    }
 };
 
 bool isXmlSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-bool isText(const pugi::xml_node &node) {
-    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
+bool isText(pugi::xml_node_type type) { return type == pugi::node_pcdata || type == pugi::node_cdata; }
+bool isText(const pugi::xml_node &node) { return isText(node.type()); }
+
+bool allSpace(const char *text) {
+    while (isXmlSpace(*text)) ++text;
+    return *text == '\0';
 }
 
 // Trims a value that lives in pugixml's own (writable) buffer without copying it.
@@ -39,17 +103,30 @@ const char *trimInPlace(const char *text) {
     return text;
 }
 
-const char *elementValue(ParserImpl &impl, const pugi::xml_node &node, bool trim) {
-    pugi::xml_node first;
-    int count = 0;
-    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
-        if (!isText(child)) continue;
-        if (count++ == 0) first = child;
-    }
-    if (count == 0) return nullptr;
-    if (count == 1) return trim ? trimInPlace(first.value()) : first.value();
+// An element being built: its pugixml node, the next child to look at, where its
+// children start on the scratch stack, and what its text children were. Only pointers
+// and pugixml handles copied from nodes: nothing here calls into the library to build.
+struct Open {
+    ncElement *element;
+    pugi::xml_node node;
+    pugi::xml_node next;
+    std::size_t childMark;
+    const char *firstText;
+    const char *firstSolid;  // the first text piece that is not only white space
+    int texts;
+    int solids;
+};
+
+// An element's value: its direct text and CDATA children as written, joined when there
+// are several. Trimmed, pieces of white space around a single solid piece vanish, so the
+// common case of an indented element needs no joined copy.
+const char *elementValue(ParserImpl &impl, const Open &open, bool trim) {
+    if (open.texts == 0) return nullptr;
+    if (open.texts == 1) return trim ? trimInPlace(open.firstText) : open.firstText;
+    if (trim && open.solids == 0) return "";
+    if (trim && open.solids == 1) return trimInPlace(open.firstSolid);
     std::string joined;
-    for (pugi::xml_node child = first; child; child = child.next_sibling()) {
+    for (pugi::xml_node child = open.node.first_child(); child; child = child.next_sibling()) {
         if (isText(child)) joined += child.value();
     }
     if (trim) {
@@ -63,29 +140,64 @@ const char *elementValue(ParserImpl &impl, const pugi::xml_node &node, bool trim
     return impl.values.back().c_str();
 }
 
-ncElement *build(ParserImpl &impl, const pugi::xml_node &node, ncElement *parent, bool trim) {
-    impl.elements.push_back(ncElement{});
-    ncElement *element = &impl.elements.back();
+// Makes an element with its attributes; `scratch` is the shared stack the attribute
+// pointers gather on before they move into a list of exactly their number.
+ncElement *makeElement(ParserImpl &impl, const pugi::xml_node &node, ncElement *parent,
+                       std::pmr::vector<void *> &scratch) {
+    ncElement *element = impl.make<ncElement>();
     element->name = node.name();
     element->parent = parent;
-    element->value = elementValue(impl, node, trim);
+    const std::size_t mark = scratch.size();
     for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
-        if (element->attrs == nullptr) {
-            impl.lists.emplace_back();
-            element->attrs = &impl.lists.back();
-        }
-        impl.attrs.push_back(ncAttr{a.name(), a.value()});
-        element->attrs->items.push_back(&impl.attrs.back());
+        ncAttr *attr = impl.make<ncAttr>();
+        attr->name = a.name();
+        attr->value = a.value();
+        scratch.push_back(attr);
     }
-    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
-        if (child.type() != pugi::node_element) continue;
-        if (element->children == nullptr) {
-            impl.lists.emplace_back();
-            element->children = &impl.lists.back();
-        }
-        element->children->items.push_back(build(impl, child, element, trim));
+    if (scratch.size() > mark) {
+        element->attrs = impl.makeList(0);
+        element->attrs->items.assign(scratch.begin() + static_cast<std::ptrdiff_t>(mark), scratch.end());
+        scratch.resize(mark);
     }
     return element;
+}
+
+// Builds the element tree in one walk over the document, without recursion (a deeply
+// nested document cannot exhaust the stack). Each open element collects its children on
+// a shared scratch stack and gets a list of exactly their number when it closes.
+ncElement *build(ParserImpl &impl, const pugi::xml_node &root, bool trim) {
+    std::pmr::vector<Open> open(&impl.arena);
+    std::pmr::vector<void *> scratch(&impl.arena);
+    ncElement *top = makeElement(impl, root, nullptr, scratch);
+    open.push_back(Open{top, root, root.first_child(), 0, nullptr, nullptr, 0, 0});
+    while (!open.empty()) {
+        Open &current = open.back();
+        if (!current.next) {
+            ncElement *element = current.element;
+            element->value = elementValue(impl, current, trim);
+            if (scratch.size() > current.childMark) {
+                element->children = impl.makeList(0);
+                element->children->items.assign(scratch.begin() + static_cast<std::ptrdiff_t>(current.childMark),
+                                                scratch.end());
+                scratch.resize(current.childMark);
+            }
+            open.pop_back();
+            continue;
+        }
+        const pugi::xml_node node = current.next;
+        current.next = node.next_sibling();
+        const pugi::xml_node_type type = node.type();
+        if (type == pugi::node_element) {
+            ncElement *element = makeElement(impl, node, current.element, scratch);
+            scratch.push_back(element);
+            open.push_back(Open{element, node, node.first_child(), scratch.size(), nullptr, nullptr, 0, 0});
+        } else if (isText(type)) {
+            const char *value = node.value();
+            if (current.texts++ == 0) current.firstText = value;
+            if (trim && !allSpace(value) && current.solids++ == 0) current.firstSolid = value;
+        }
+    }
+    return top;
 }
 
 constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_ws_pcdata;
@@ -164,11 +276,14 @@ int ncParseFromBuf(ncContext *ctx, const char *text, int) {
     ParserImpl *impl = implOf(ctx);
     if (impl->parsed) return -1;
     impl->parsed = true;
-    if (!loadDocument(impl->document, text, std::strlen(text))) {
+    const std::size_t length = std::strlen(text);
+    if (!loadDocument(impl->document, text, length)) {
         impl->document.reset();
         return -1;
     }
-    ctx->root = build(*impl, impl->document.document_element(), nullptr, ctx->option == 1);
+    // The tree takes about twice the text's size.
+    impl->arena.expect(2 * length + 1024);
+    ctx->root = build(*impl, impl->document.document_element(), ctx->option == 1);
     return 0;
 }
 

@@ -128,6 +128,10 @@ TEST_F(Scanner, AttributeReaderRulesAndMessages) {
     EXPECT_EQ(amBlfParseItemAttr(tag, nullptr, "direction", out, sizeof out), 1);
     EXPECT_STREQ(out, "recipient");
 
+    // The name is not anchored: "id" is found inside call-id.
+    EXPECT_EQ(amBlfParseItemAttr(exact("<dialog call-id=\"c1\" id=\"d1\">"), nullptr, "id", out, sizeof out), 1);
+    EXPECT_STREQ(out, "c1");
+
     // Unquoted value: logged, and the search goes on to a later match.
     const char *unquoted = exact("<d id=a1 x-id=\"b2\">");
     EXPECT_EQ(amBlfParseItemAttr(unquoted, nullptr, "id", out, sizeof out), 1);

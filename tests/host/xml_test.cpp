@@ -79,6 +79,50 @@ TEST_F(HostXml, MixedTextAndCdataAreJoined) {
     EXPECT_STREQ(ncGetElementValue(ctx_->root), " x <y>z< ");
 }
 
+TEST_F(HostXml, TrimmedValuesAroundChildren) {
+    // One solid piece among indentation, two solid pieces, and CDATA beside text.
+    parse("<r>\n  <a>\n  <b/>  keep me \n  <c/>\n</a>  <d> x <e/> y </d><f> <![CDATA[ z ]]> </f></r>", 1);
+    ASSERT_EQ(result_, 0);
+    EXPECT_STREQ(ncGetElementValue(ncGetElementByName(ctx_, "r.a")), "keep me");
+    EXPECT_STREQ(ncGetElementValue(ncGetElementByName(ctx_, "r.d")), "x  y");
+    EXPECT_STREQ(ncGetElementValue(ncGetElementByName(ctx_, "r.f")), "z");
+    EXPECT_STREQ(ncGetElementValue(ctx_->root), "");
+    EXPECT_EQ(ncGetElementValue(ncGetElementByName(ctx_, "r.a.b")), nullptr);
+    EXPECT_EQ(uListSize(ncGetElementByName(ctx_, "r.a")->children), 2);
+}
+
+TEST_F(HostXml, LargeAndDeeplyNestedDocuments) {
+    std::string deep;
+    for (int i = 0; i < 100000; ++i) deep += "<n k=\"v\">";
+    deep += "leaf";
+    for (int i = 0; i < 100000; ++i) deep += "</n>";
+    parse(deep.c_str(), 1);
+    ASSERT_EQ(result_, 0);
+    ncElement *element = ctx_->root;
+    int depth = 1;
+    while (uListSize(element->children) == 1) {
+        ncElement *child = static_cast<ncElement *>(uListGet(element->children, 0));
+        ASSERT_EQ(child->parent, element);
+        element = child;
+        ++depth;
+    }
+    EXPECT_EQ(depth, 100000);
+    EXPECT_STREQ(element->value, "leaf");
+    EXPECT_STREQ(ncGetElementAttr(element, "k"), "v");
+    ncDestroy(ctx_);
+
+    std::string wide = "<list>";
+    for (int i = 0; i < 20000; ++i) wide += "<m i=\"" + std::to_string(i) + "\" j=\"x\"/>";
+    wide += "</list>";
+    parse(wide.c_str(), 1);
+    ASSERT_EQ(result_, 0);
+    ASSERT_EQ(uListSize(ctx_->root->children), 20000);
+    auto *last = static_cast<ncElement *>(uListGet(ctx_->root->children, 19999));
+    EXPECT_STREQ(ncGetElementAttr(last, "i"), "19999");
+    EXPECT_EQ(uListSize(last->attrs), 2);
+    EXPECT_EQ(last->parent, ctx_->root);
+}
+
 TEST_F(HostXml, MalformedDocumentsAreRefused) {
     const char *bad[] = {"<a><b></a>", "<a>", "", "text only", "<a/><b/>", "<a attr=\"x></a>"};
     for (const char *text : bad) {
