@@ -1,0 +1,174 @@
+// BLF states, the writable state texts and the multi-dialog store.
+#include <cstdio>
+
+#include "am_test.h"
+#include "platform/am.h"
+
+namespace {
+
+constexpr char kDialog[] = "ostra.am.dialogInfo";
+
+class BlfStore : public amtest::HostTest {
+protected:
+    // Builds one document's records and reports them through the store.
+    int report(int line, const char *number, const char *stateWord, const char *id) {
+        uList *records = uListInit(0);
+        uListAppend(records, amRecvDialogInfoProcess(line, number, nullptr, stateWord, id, nullptr, nullptr, nullptr));
+        amBlfDialogInfoUpdateAndClear(line, records, nullptr, 0);
+        return lastBlf().status;
+    }
+    AmBlfStatus lastBlf() {
+        auto found = amtest::eventsNamed(AM_BLF_EVENT_NAME);
+        EXPECT_FALSE(found.empty());
+        return found.empty() ? AmBlfStatus{} : amtest::record<AmBlfStatus>(found.back());
+    }
+};
+
+TEST_F(BlfStore, StateWordsAndTexts) {
+    EXPECT_EQ(amDialogInfoStateConvert("early", "initiator"), AM_BLF_STATE_TALKING);
+    EXPECT_EQ(amDialogInfoStateConvert("early", "Initiator"), AM_BLF_STATE_TALKING);
+    EXPECT_EQ(amDialogInfoStateConvert("early", "recipient"), AM_BLF_STATE_RINGING);
+    EXPECT_EQ(amDialogInfoStateConvert("Early", nullptr), AM_BLF_STATE_RINGING);
+    EXPECT_EQ(amDialogInfoStateConvert("Confirmed", nullptr), AM_BLF_STATE_TALKING);
+    EXPECT_EQ(amDialogInfoStateConvert("proceeding", "initiator"), AM_BLF_STATE_TALKING);
+    EXPECT_EQ(amDialogInfoStateConvert("Proceeding", nullptr), AM_BLF_STATE_IDLE);
+    EXPECT_EQ(amDialogInfoStateConvert("reset", nullptr), AM_BLF_STATE_RESET);
+    EXPECT_EQ(amDialogInfoStateConvert("No status", nullptr), AM_BLF_STATE_OFFLINE);
+    EXPECT_EQ(amDialogInfoStateConvert("DND", nullptr), AM_BLF_STATE_DND);
+    EXPECT_EQ(amDialogInfoStateConvert("dnd", nullptr), AM_BLF_STATE_IDLE);
+    EXPECT_EQ(amDialogInfoStateConvert("", nullptr), AM_BLF_STATE_IDLE);
+    EXPECT_EQ(amDialogInfoStateConvert(nullptr, "initiator"), AM_BLF_STATE_IDLE);
+
+    EXPECT_STREQ(amBlfStateToStr(AM_BLF_STATE_SUCCESS), "blf Sucess");
+    EXPECT_STREQ(amBlfStateToStr(AM_BLF_STATE_OFFLINE), "blf offline");
+    for (int state : {-1, 8, 10, AM_BLF_STATE_RESET, 17, 1000}) EXPECT_STREQ(amBlfStateToStr(state), "blf Unknown State");
+}
+
+TEST_F(BlfStore, CustomTextsTakePrecedenceAndStayTerminated) {
+    char buf[64];
+    EXPECT_EQ(amBlfStateCustomTextQuery(AM_BLF_STATE_TALKING, buf, sizeof buf), 0);
+    EXPECT_STREQ(buf, "confirmed");
+    EXPECT_EQ(amBlfStateTextSet(8, "x"), -1);
+    EXPECT_EQ(amBlfStateCustomTextQuery(8, buf, sizeof buf), -1);
+    EXPECT_EQ(amBlfStateCustomTextQuery(AM_BLF_STATE_TALKING, nullptr, 4), -1);
+    EXPECT_EQ(amBlfStateCustomTextQuery(AM_BLF_STATE_TALKING, buf, -1), -1);
+
+    EXPECT_EQ(amBlfStateTextSet(AM_BLF_STATE_RINGING, nullptr), 0);
+    EXPECT_EQ(amDialogInfoStateConvert("early", nullptr), AM_BLF_STATE_RINGING) << "fallback word";
+    EXPECT_EQ(amDialogInfoStateConvert("Early", nullptr), AM_BLF_STATE_IDLE);
+    EXPECT_EQ(amBlfStateTextSet(AM_BLF_STATE_DIALING, "trying"), 0);
+    EXPECT_EQ(amDialogInfoStateConvert("TRYING", nullptr), AM_BLF_STATE_DIALING);
+
+    std::string tooLong(60, 'w');
+    EXPECT_EQ(amBlfStateTextSet(AM_BLF_STATE_PARKED, tooLong.c_str()), 0);
+    EXPECT_EQ(amBlfStateCustomTextQuery(AM_BLF_STATE_PARKED, buf, sizeof buf), 0);
+    EXPECT_EQ(std::string(buf), std::string(39, 'w'));
+    EXPECT_EQ(amBlfStateCustomTextQuery(AM_BLF_STATE_PARKED, buf, 5), 0);
+    EXPECT_STREQ(buf, "wwww");
+}
+
+TEST_F(BlfStore, MultiDialogMasksFollowEachDialog) {
+    devhost::line(1).multiDialog = 1;
+    EXPECT_EQ(report(1, "201", "confirmed", "a"), 16);
+    EXPECT_EQ(report(1, "201", "early", "b"), 144);
+    EXPECT_EQ(report(1, "201", "terminated", "a"), 128);
+    EXPECT_EQ(report(1, "201", "terminated", "b"), 1);
+    // An idle report of a dialog never stored keeps the idle bit beside the others.
+    report(1, "201", "confirmed", "c");
+    EXPECT_EQ(report(1, "201", "terminated", "zz"), 17);
+    // Other numbers and lines are separate.
+    EXPECT_EQ(report(2, "201", "early", "c"), 128);
+    EXPECT_EQ(report(1, "202", "early", "c"), 128);
+    EXPECT_TRUE(amtest::hasLog(0, kDialog, "amBlfDialogInfoUpdateAndClear: status=128\n"));
+}
+
+TEST_F(BlfStore, SingleDialogModeReportsOwnBitAndStoresNothing) {
+    long mark = devhost::liveBlocks();
+    EXPECT_EQ(report(1, "201", "confirmed", "a"), 16);
+    EXPECT_EQ(report(1, "201", "early", "b"), 128);
+    EXPECT_EQ(report(1, "201", "terminated", "b"), 1);
+    EXPECT_TRUE(amtest::hasLog(0, kDialog, "amBlfStatusPriorityGet: multi dialog not enable\n"));
+    EXPECT_EQ(devhost::liveBlocks(), mark);
+}
+
+TEST_F(BlfStore, FullDocumentSettlesTheStore) {
+    devhost::line(1).multiDialog = 1;
+    report(1, "201", "confirmed", "a");
+    report(1, "201", "early", "b");
+    report(1, "201", "confirmed", "c");
+    devhost::clearEvents();
+    // The full document keeps b (now confirmed) and adds d; a and c are gone.
+    uList *old = amBlfDialogInfoRemove(1, "201");
+    ASSERT_EQ(uListSize(old), 3);
+    uList *records = uListInit(0);
+    uListAppend(records, amRecvDialogInfoProcess(1, "201", nullptr, "confirmed", "b", nullptr, nullptr, nullptr));
+    uListAppend(records, amRecvDialogInfoProcess(1, "201", nullptr, "early", "d", nullptr, nullptr, nullptr));
+    uListAppend(records, amRecvDialogInfoProcess(1, "201", nullptr, "terminated", "e", nullptr, nullptr, nullptr));
+    amBlfDialogInfoUpdateAndClear(1, records, old, 1);
+
+    auto events = amtest::eventsNamed(AM_BLF_EVENT_NAME);
+    ASSERT_EQ(events.size(), 5u);
+    std::vector<std::pair<std::string, int>> seen;
+    for (const auto &e : events) {
+        auto r = amtest::record<AmBlfStatus>(e);
+        seen.emplace_back(std::string(r.dialogId) + ":" + std::to_string(r.state), r.status);
+    }
+    // Each record carries the mask of itself and the records before it; the ended ones last.
+    EXPECT_EQ(seen, (std::vector<std::pair<std::string, int>>{
+                        {"b:4", 16}, {"d:7", 144}, {"e:0", 145}, {"a:0", 145}, {"c:0", 145}}));
+    EXPECT_TRUE(amtest::hasLog(0, kDialog, "amBlfDialogInfoUpdateAndClear: full status=144 realstate=[7]\n"));
+
+    // The store now holds b and d only.
+    devhost::clearEvents();
+    EXPECT_EQ(report(1, "201", "terminated", "b"), 128);
+}
+
+TEST_F(BlfStore, ClearsAndShow) {
+    devhost::line(1).multiDialog = 1;
+    devhost::line(2).multiDialog = 1;
+    long mark = devhost::liveBlocks();
+    testing::internal::CaptureStdout();
+    amBlfDialogShow();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "amBlfDialogShow: No dialog info exist!\n");
+    report(1, "201", "confirmed", "a");
+    report(1, "202", "confirmed", "b");
+    report(2, "201", "confirmed", "c");
+    testing::internal::CaptureStdout();
+    amBlfDialogShow();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "amBlfDialogShow: [1] [201] [a] [0]\namBlfDialogShow: [1] [202] [b] [0]\n"
+              "amBlfDialogShow: [2] [201] [c] [0]\n");
+    amBlfDialogInfoClearByNumber(1, nullptr);
+    amBlfDialogInfoClearByNumber(1, "201");
+    EXPECT_TRUE(amtest::hasLog(1, kDialog, "amBlfDialogInfoClear: line=[1] number=[201] "));
+    EXPECT_EQ(report(1, "201", "early", "x"), 128);
+    amBlfDialogInfoClearByLine(1);
+    EXPECT_TRUE(amtest::hasLog(1, kDialog, "amBlfDialogInfoClear: line=[1] number=[null] "));
+    EXPECT_EQ(report(1, "202", "early", "y"), 128);
+    EXPECT_EQ(report(2, "201", "early", "z"), 144);
+    amBlfDialogInfoClearByLine(1);
+    amBlfDialogInfoClearByLine(2);
+    EXPECT_EQ(devhost::liveBlocks(), mark + 0);
+}
+
+TEST_F(BlfStore, AllocationFailuresNeverLeakOrStoreHalfRecords) {
+    devhost::line(1).multiDialog = 1;
+    long mark = devhost::liveBlocks();
+    devhost::failNth(1);
+    EXPECT_EQ(amRecvDialogInfoProcess(1, "201", nullptr, "early", "a", nullptr, nullptr, nullptr), nullptr);
+    devhost::failNth(1);
+    EXPECT_EQ(amBlfDialogInfoRemove(1, "201"), nullptr);
+    devhost::failNone();
+    // The store's own record cannot be made: the report still goes out with its own bit.
+    AmBlfStatus *record = amRecvDialogInfoProcess(1, "201", nullptr, "early", "a", nullptr, nullptr, nullptr);
+    devhost::failNth(2);  // store list, then the stored copy
+    EXPECT_EQ(amBlfStatusPriorityGet(1, "201", record->state, record->dialogId), 128);
+    devhost::failNone();
+    uFree(record);
+    EXPECT_EQ(amBlfStatusPriorityGet(1, "201", AM_BLF_STATE_TALKING, "b"), 16) << "a was never stored";
+    EXPECT_EQ(amBlfDialogInfoAppend(nullptr), -1);
+    amBlfDialogInfoClearByLine(1);
+    EXPECT_EQ(devhost::liveBlocks(), mark);
+}
+
+}  // namespace
