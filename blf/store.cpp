@@ -62,14 +62,20 @@ constexpr FallbackWord kFallbackWords[] = {
 };
 
 uList *gStore = nullptr;
-SEM_ID gStoreMutex = nullptr;
+
+// Created on first use, which may come from several threads at once; the function-local
+// static settles that race. Without a mutex the store runs unlocked.
+SEM_ID storeMutex() {
+    static SEM_ID mutex = semMCreate(0);
+    return mutex;
+}
 
 // Holds the store mutex for a scope (see amBlfDialogLock).
 class StoreLock {
 public:
     StoreLock();
     ~StoreLock() {
-        if (gStoreMutex != nullptr) semGive(gStoreMutex);
+        if (storeMutex() != nullptr) semGive(storeMutex());
     }
     StoreLock(const StoreLock &) = delete;
     StoreLock &operator=(const StoreLock &) = delete;
@@ -112,8 +118,7 @@ void dropDialog(uList *list, const AmBlfStatus *dialog) {
 extern "C" {
 
 void amBlfDialogLock(void) {
-    if (gStoreMutex == nullptr) gStoreMutex = semMCreate(0);
-    if (gStoreMutex != nullptr) semTake(gStoreMutex, -1);
+    if (storeMutex() != nullptr) semTake(storeMutex(), -1);
 }
 
 const char *amBlfStateToStr(int state) {

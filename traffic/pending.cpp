@@ -28,14 +28,20 @@ constexpr char kLog[] = "ostra.am.traffic";
 constexpr int kTimeoutSeconds = 5;
 
 uList *gLineInfos = nullptr;
-SEM_ID gQueueMutex = nullptr;
+
+// Created on first use; the first use may come from several threads at once, which the
+// function-local static settles. Without a mutex the queue runs unlocked.
+SEM_ID queueMutex() {
+    static SEM_ID mutex = semMCreate(0);
+    return mutex;
+}
 
 // Holds the queue mutex for a scope (see amPendingLock).
 class QueueLock {
 public:
     QueueLock();
     ~QueueLock() {
-        if (gQueueMutex != nullptr) semGive(gQueueMutex);
+        if (queueMutex() != nullptr) semGive(queueMutex());
     }
     QueueLock(const QueueLock &) = delete;
     QueueLock &operator=(const QueueLock &) = delete;
@@ -62,12 +68,10 @@ bool validLineAndNumber(const char *function, int line, const char *number) {
 
 extern "C" {
 
-// The queue mutex is created on first use; without it the queue runs unlocked. The host's
-// mutexes are recursive, which lets a protocol manager report a result from inside the
-// SUBSCRIBE that the queue is sending with the mutex held.
+// The host's mutexes are recursive, which lets a protocol manager report a result from
+// inside the SUBSCRIBE that the queue is sending with the mutex held.
 void amPendingLock(void) {
-    if (gQueueMutex == nullptr) gQueueMutex = semMCreate(0);
-    if (gQueueMutex != nullptr) semTake(gQueueMutex, -1);
+    if (queueMutex() != nullptr) semTake(queueMutex(), -1);
 }
 
 PendingLineInfo *amPendingLineInfoGet(int line) {

@@ -21,7 +21,7 @@ TEST_F(PendingStress, ThreeContextsEndWithEveryQueueDrained) {
     std::vector<std::thread> applications;
     for (int t = 0; t < 3; ++t) {
         applications.emplace_back([t] {
-            for (int i = 0; i < 200; ++i) {
+            for (int i = 0; i < 1000; ++i) {
                 std::string number = std::to_string(100 + (i + t) % 7);
                 int line = 1 + (i + t) % kLines;
                 if (i % 3 == 2) {
@@ -41,9 +41,15 @@ TEST_F(PendingStress, ThreeContextsEndWithEveryQueueDrained) {
             ++i;
         }
     });
+    // The host's real timers would take 5 seconds to fire; this thread plays the timer
+    // context at full speed through the same callback.
+    std::thread timer([&stop] {
+        for (int i = 0; !stop.load(); ++i) amPendingTimerExpired(1 + i % kLines);
+    });
     for (std::thread &t : applications) t.join();
     stop = true;
     protocolManager.join();
+    timer.join();
 
     for (int line = 1; line <= kLines; ++line) amPendingClear(line);
     devhost::setTimerMode(devhost::Mode::Manual);  // joins the timer thread
