@@ -57,6 +57,12 @@ bool sameRequest(const PendingNode *node, int type, const char *number) {
     return node->type == type && std::strcmp(node->number, number) == 0;
 }
 
+bool validLine(const char *function, int line) {
+    if (line >= 0) return true;
+    ostraPrintLog(2, kLog, "%s: Invalid parameter! line=[%d].", function, line);
+    return false;
+}
+
 bool validLineAndNumber(const char *function, int line, const char *number) {
     if (number != nullptr && line >= 0) return true;
     ostraPrintLog(2, kLog, "%s: Invalid parameter! line=[%d], number=[%s].", function, line,
@@ -184,62 +190,46 @@ int amPendingConfirm(int type, int line, const char *number) {
 }
 
 void amPendingTimerExpired(int line) {
-    if (line < 0) {
-        ostraPrintLog(2, kLog, "%s: Invalid parameter! line=[%d].", "amPendingTimerExpired", line);
+    if (!validLine("amPendingTimerExpired", line)) return;
+    QueueLock lock;
+    PendingLineInfo *info = amPendingLineInfoGet(line);
+    if (info == nullptr) {
+        ostraPrintLog(2, kLog, "%s: Line Info Not Find! line=[%d].", "amPendingTimerExpired", line);
         return;
     }
-    bool found;
-    {
-        QueueLock lock;
-        PendingLineInfo *info = amPendingLineInfoGet(line);
-        found = info != nullptr;
-        if (found) {
-            auto *timedOut = static_cast<PendingNode *>(uListRemove(info->queue, 0));
-            if (timedOut == nullptr) {
-                info->timerId = -1;  // idle until the next request
-            } else {
-                ostraPrintLog(1, kLog, "%s: Line=[%d] number=[%s] timeout.", "amPendingTimerExpired", line,
-                              timedOut->number);
-                uFree(timedOut);
-                amPendingNodeProcessNext(line, info->queue);
-                armTimer(info);
-            }
-        }
+    auto *timedOut = static_cast<PendingNode *>(uListRemove(info->queue, 0));
+    if (timedOut == nullptr) {
+        info->timerId = -1;  // idle until the next request
+        return;
     }
-    if (!found) ostraPrintLog(2, kLog, "%s: Line Info Not Find! line=[%d].", "amPendingTimerExpired", line);
+    ostraPrintLog(1, kLog, "%s: Line=[%d] number=[%s] timeout.", "amPendingTimerExpired", line, timedOut->number);
+    uFree(timedOut);
+    amPendingNodeProcessNext(line, info->queue);
+    // Rearmed even when nothing is left, so an idle line is reached one timeout later.
+    armTimer(info);
 }
 
 int amPendingCancel(int type, int line, const char *number) {
     if (!validLineAndNumber("amPendingCancel", line, number)) return -1;
-    bool found;
-    {
-        QueueLock lock;
-        PendingLineInfo *info = amPendingLineInfoGet(line);
-        found = info != nullptr;
-        if (found) {
-            for (int pos = 0; !uListEol(info->queue, pos); ++pos) {
-                auto *node = static_cast<PendingNode *>(uListGet(info->queue, pos));
-                if (node == nullptr || node->subscribe != 1 || !sameRequest(node, type, number)) continue;
-                // The head is already on the wire: it cannot be withdrawn.
-                if (pos == 0) return -1;
-                uFree(uListRemove(info->queue, pos));
-                return 0;
-            }
-            return -1;
-        }
+    QueueLock lock;
+    PendingLineInfo *info = amPendingLineInfoGet(line);
+    if (info == nullptr) {
+        ostraPrintLog(2, kLog, "%s: Line Info Not Find! line=[%d], number=[%s].", "amPendingCancel", line, number);
+        return -1;
     }
-    if (!found) {
-        ostraPrintLog(2, kLog, "%s: Line Info Not Find! line=[%d], number=[%s].", "amPendingCancel", line,
-                      number);
+    for (int pos = 0; !uListEol(info->queue, pos); ++pos) {
+        auto *node = static_cast<PendingNode *>(uListGet(info->queue, pos));
+        if (node == nullptr || node->subscribe != 1 || !sameRequest(node, type, number)) continue;
+        // The head is already on the wire: it cannot be withdrawn.
+        if (pos == 0) return -1;
+        uFree(uListRemove(info->queue, pos));
+        return 0;
     }
     return -1;
 }
 
 int amPendingNumber(int line) {
-    if (line < 0) {
-        ostraPrintLog(2, kLog, "%s: Invalid parameter! line=[%d].", "amPendingNumber", line);
-        return -1;
-    }
+    if (!validLine("amPendingNumber", line)) return -1;
     QueueLock lock;
     PendingLineInfo *info = amPendingLineInfoGet(line);
     if (info == nullptr) return -1;
@@ -249,23 +239,17 @@ int amPendingNumber(int line) {
 }
 
 void amPendingClear(int line) {
-    if (line < 0) {
-        ostraPrintLog(2, kLog, "%s: Invalid parameter! line=[%d].", "amPendingClear", line);
+    if (!validLine("amPendingClear", line)) return;
+    QueueLock lock;
+    PendingLineInfo *info = amPendingLineInfoGet(line);
+    if (info == nullptr) {
+        ostraPrintLog(2, kLog, "%s: Line Info Not Find! line=[%d].", "amPendingClear", line);
         return;
     }
-    bool found;
-    {
-        QueueLock lock;
-        PendingLineInfo *info = amPendingLineInfoGet(line);
-        found = info != nullptr;
-        if (found) {
-            uTimerDel(info->timerId);
-            info->timerId = -1;
-            while (uListRemoveAndFree(info->queue, 0, nullptr) == 0) {
-            }
-        }
+    uTimerDel(info->timerId);
+    info->timerId = -1;
+    while (uListRemoveAndFree(info->queue, 0, nullptr) == 0) {
     }
-    if (!found) ostraPrintLog(2, kLog, "%s: Line Info Not Find! line=[%d].", "amPendingClear", line);
 }
 
 }  // extern "C"
