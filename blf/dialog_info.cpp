@@ -1,6 +1,5 @@
 // Dialog-info documents: the entry for every "dialog" NOTIFY, the XML reader with its
 // fallback to the text scanner, and the BLF list records of resource-list NOTIFYs.
-#include <cstdio>
 #include <cstring>
 
 #include "core/util.h"
@@ -153,10 +152,54 @@ void reportDialog(Document &doc, const AmBlfParsedDialog &d, const AmBlfParkedIn
 
 const char *attrOf(const ncElement *element, const char *name) { return ncGetElementAttr(element, name); }
 
+bool named(const ncElement *element, const char *name) {
+    return element != nullptr && std::strcmp(element->name, name) == 0;
+}
+
+// The first child of `element` with this name (the step of a dotted path).
+ncElement *childNamed(const ncElement *element, const char *name) {
+    for (ncElement *child : am::children(element)) {
+        if (named(child, name)) return child;
+    }
+    return nullptr;
+}
+
+// The children of a dialog element that the reader looks at: the first of each name, as
+// the paths "dialog.state", "dialog.local" and so on reach them, found in one pass.
+struct DialogParts {
+    ncElement *state = nullptr;
+    ncElement *local = nullptr;
+    ncElement *remote = nullptr;
+    ncElement *param = nullptr;
+    ncElement *callpark = nullptr;
+};
+
+DialogParts partsOf(const ncElement *dialog) {
+    DialogParts parts;
+    if (!named(dialog, "dialog")) return parts;
+    struct Slot {
+        const char *name;
+        ncElement *DialogParts::*member;
+    };
+    static constexpr Slot kSlots[] = {{"state", &DialogParts::state},   {"local", &DialogParts::local},
+                                      {"remote", &DialogParts::remote}, {"param", &DialogParts::param},
+                                      {"bw:callpark", &DialogParts::callpark}};
+    for (ncElement *child : am::children(dialog)) {
+        if (child == nullptr) continue;
+        for (const Slot &slot : kSlots) {
+            if (parts.*slot.member == nullptr && std::strcmp(child->name, slot.name) == 0) {
+                parts.*slot.member = child;
+                break;
+            }
+        }
+    }
+    return parts;
+}
+
 // A confirmed dialog whose local target says the call is not rendered is on hold. The
 // XML reader accepts the parameter's value as "pval" or as "pvalue".
-void applyRendering(ncElement *dialog, char (&state)[16]) {
-    ncElement *target = ncSearchElement(dialog, "dialog.local.target");
+void applyRendering(const DialogParts &parts, char (&state)[16]) {
+    ncElement *target = childNamed(parts.local, "target");
     if (target == nullptr) {
         ostraPrintLog(2, kLog, "%s: dialog.local.target not find!", kDialogStep);
         return;
@@ -182,8 +225,8 @@ void applyRendering(ncElement *dialog, char (&state)[16]) {
     }
 }
 
-void readRemoteIdentity(ncElement *dialog, bool wildix, AmBlfParsedDialog &d) {
-    ncElement *identity = ncSearchElement(dialog, "dialog.remote.identity");
+void readRemoteIdentity(const DialogParts &parts, bool wildix, AmBlfParsedDialog &d) {
+    ncElement *identity = childNamed(parts.remote, "identity");
     if (identity == nullptr) return;
     if (wildix) {
         am::copyText(d.display, attrOf(identity, "display"));
@@ -198,8 +241,8 @@ void readRemoteIdentity(ncElement *dialog, bool wildix, AmBlfParsedDialog &d) {
 
 // The server's own state parameter: a "pname" of "X-Wildix-state" directly followed by
 // its "pval" overrides the dialog's state, on any server.
-void readWildixState(ncElement *dialog, char (&state)[16]) {
-    ncElement *param = ncSearchElement(dialog, "dialog.param");
+void readWildixState(const DialogParts &parts, char (&state)[16]) {
+    ncElement *param = parts.param;
     if (param == nullptr) return;
     const int count = uListSize(param->attrs);
     for (int i = 0; i < count; ++i) {
@@ -216,12 +259,10 @@ void readWildixState(ncElement *dialog, char (&state)[16]) {
 
 // Local identities: elsewhere the tel: identity (with its extension) or the sip: identity
 // of the entity names the monitored party; a Wildix server puts the other party there.
-void readLocalIdentities(ncElement *dialog, bool wildix, const char *entity, AmBlfParsedDialog &d,
+void readLocalIdentities(const DialogParts &parts, bool wildix, const char *entity, AmBlfParsedDialog &d,
                          char (&telUri)[96]) {
-    ncElement *local = ncSearchElement(dialog, "dialog.local");
-    if (local == nullptr) return;
-    for (ncElement *identity : am::children(local)) {
-        if (identity == nullptr || std::strcmp(identity->name, "identity") != 0) continue;
+    for (ncElement *identity : am::children(parts.local)) {
+        if (!named(identity, "identity")) continue;
         const char *value = ncGetElementValue(identity);
         if (value == nullptr || value[0] == '\0') continue;
         if (wildix) {
@@ -238,8 +279,8 @@ void readLocalIdentities(ncElement *dialog, bool wildix, const char *entity, AmB
     }
 }
 
-bool readParked(ncElement *dialog, AmBlfParkedInfo &parked) {
-    ncElement *identity = ncSearchElement(dialog, "dialog.bw:callpark.bw:parked.identity");
+bool readParked(const DialogParts &parts, AmBlfParkedInfo &parked) {
+    ncElement *identity = childNamed(childNamed(parts.callpark, "bw:parked"), "identity");
     if (identity == nullptr) return false;
     std::memset(&parked, 0, sizeof parked);
     if (const char *display = attrOf(identity, "display")) am::copyText(parked.display, display);
@@ -256,14 +297,15 @@ void readXmlDialog(Document &doc, ncElement *element, bool wildix) {
     am::copyText(d.id, attrOf(element, "id"));
     am::copyText(d.direction, attrOf(element, "direction"));
 
-    if (ncElement *state = ncSearchElement(element, "dialog.state")) {
-        am::copyText(d.state, ncGetElementValue(state));
-        if (std::strcmp(d.state, "confirmed") == 0) applyRendering(element, d.state);
-        readRemoteIdentity(element, wildix, d);
+    const DialogParts parts = partsOf(element);
+    if (parts.state != nullptr) {
+        am::copyText(d.state, ncGetElementValue(parts.state));
+        if (std::strcmp(d.state, "confirmed") == 0) applyRendering(parts, d.state);
+        readRemoteIdentity(parts, wildix, d);
     }
-    readWildixState(element, d.state);
+    readWildixState(parts, d.state);
     char telUri[96] = {};
-    readLocalIdentities(element, wildix, doc.entity, d, telUri);
+    readLocalIdentities(parts, wildix, doc.entity, d, telUri);
 
     if (doc.entity[0] != '\0') am::copyText(d.number, doc.entityNumber);
     if (telUri[0] != '\0') {
@@ -278,7 +320,7 @@ void readXmlDialog(Document &doc, ncElement *element, bool wildix) {
     }
 
     AmBlfParkedInfo parked;
-    const bool hasParked = doc.kind == Kind::Multipart && readParked(element, parked);
+    const bool hasParked = doc.kind == Kind::Multipart && readParked(parts, parked);
     reportDialog(doc, d, hasParked ? &parked : nullptr);
 }
 
@@ -454,8 +496,8 @@ int amBlfListStatusReport(int line, const char *number, const char *ext, const c
     AmBlfList record;
     std::memset(&record, 0, sizeof record);
     record.line = line;
-    if (number != nullptr) std::snprintf(record.number, sizeof record.number, "%s", number);
-    if (name != nullptr) std::snprintf(record.name, sizeof record.name, "%s", name);
+    am::copyText(record.number, number);
+    am::copyText(record.name, name);
     am::copyText(record.ext, ext);
     if (parked != nullptr) std::memcpy(&record.parked, parked, sizeof record.parked);
     record.status = status;

@@ -48,11 +48,14 @@ int amDialogResourceXmlContentGet(int line, const char *number, const char *body
                 if (member == nullptr) continue;
                 char uri[96] = {};
                 char name[64] = {};
-                if (ncElement *resource = ncSearchElement(member, "resource")) {
-                    am::copyText(uri, ncGetElementAttr(resource, "uri"));
-                }
-                if (ncElement *nameElement = ncSearchElement(member, "resource.name")) {
-                    am::copyText(name, ncGetElementValue(nameElement));
+                // The paths "resource" and "resource.name" from the member itself.
+                if (std::strcmp(member->name, "resource") != 0) continue;
+                am::copyText(uri, ncGetElementAttr(member, "uri"));
+                for (ncElement *child : am::children(member)) {
+                    if (child != nullptr && std::strcmp(child->name, "name") == 0) {
+                        am::copyText(name, ncGetElementValue(child));
+                        break;
+                    }
                 }
                 reportMember(line, uri, name);
             }
