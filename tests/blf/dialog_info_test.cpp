@@ -3,47 +3,14 @@
 #include <string>
 #include <vector>
 
-#include "am_test.h"
-#include "platform/am.h"
+#include "dialog_fixture.h"
 
 namespace {
 
-using amtest::eventsNamed;
 using amtest::hasLog;
-using amtest::record;
+using namespace dialogtest;
 
-constexpr char kModule[] = "ostra.am.dialogInfo";
-constexpr char kDialogInfo[] = "application/dialog-info+xml";
-constexpr char kMultipart[] = "multipart/related";
-
-class DialogInfo : public amtest::HostTest {
-protected:
-    void SetUp() override {
-        amtest::HostTest::SetUp();
-        mark_ = devhost::liveBlocks();
-    }
-    void TearDown() override {
-        EXPECT_EQ(devhost::liveParsers(), 0);
-        amtest::HostTest::TearDown();
-    }
-    // A NOTIFY of the "dialog" package as the protocol manager hands it over.
-    void notify(int line, const char *number, const char *state, const char *contentType, const char *body) {
-        amRecvNotify(line, number, "dialog", state, contentType, body);
-    }
-    std::vector<AmBlfStatus> statuses() {
-        std::vector<AmBlfStatus> out;
-        for (const devhost::Event &e : eventsNamed(AM_BLF_EVENT_NAME)) out.push_back(record<AmBlfStatus>(e));
-        return out;
-    }
-    std::vector<AmBlfList> listRecords() {
-        std::vector<AmBlfList> out;
-        for (const devhost::Event &e : eventsNamed(AM_BLF_LIST_EVENT_NAME)) out.push_back(record<AmBlfList>(e));
-        return out;
-    }
-    // Blocks the store keeps beyond those of the test's start.
-    long storedBlocks() { return devhost::liveBlocks() - mark_; }
-    long mark_ = 0;
-};
+using DialogInfo = DialogTest;
 
 // A pretty-printed RFC 4235 document for extension 201 with the given dialogs.
 std::string document(const char *state, const std::string &dialogs, const char *entity = "sip:201@pbx.example.com") {
@@ -99,7 +66,7 @@ TEST_F(DialogInfo, FullDocumentSettlesTheStore) {
     ASSERT_EQ(statuses().size(), 1u);
     EXPECT_EQ(statuses()[0].status, (1 << 4) | (1 << 7));
     amBlfDialogInfoClearByLine(1);
-    EXPECT_EQ(storedBlocks(), 0);
+    EXPECT_EQ(heldBlocks(), 0);
 }
 
 TEST_F(DialogInfo, PartialDocumentWithoutAnyNumberUsesTheSubscription) {
@@ -138,7 +105,7 @@ TEST_F(DialogInfo, SubscriptionStateAndDoNotDisturb) {
     notify(1, "201", "reset", kDialogInfo, nullptr);
     notify(1, "201", "active", kDialogInfo, nullptr);
     EXPECT_EQ(devhost::events().size(), 0u);
-    EXPECT_EQ(storedBlocks(), 0);
+    EXPECT_EQ(heldBlocks(), 0);
 }
 
 TEST_F(DialogInfo, RenderingAndWildixStateDifferBetweenReaders) {
@@ -251,7 +218,7 @@ TEST_F(DialogInfo, ParkedCallIsPairedWithThePreviousDialogOfThePart) {
     check(kParkedPart);
     // The scanner pairs the same way when the parser rejects the part.
     check((std::string(kParkedPart) + "</extra>").c_str());
-    EXPECT_EQ(storedBlocks(), 0);
+    EXPECT_EQ(heldBlocks(), 0);
 }
 
 TEST_F(DialogInfo, ListMarkersAndBodylessParts) {
@@ -332,7 +299,7 @@ TEST_F(DialogInfo, OutOfMemoryLeavesNothingBehind) {
         notify(1, "201", "active", kDialogInfo, body.c_str());
         devhost::failNone();
         amBlfDialogInfoClearByLine(1);
-        EXPECT_EQ(storedBlocks(), 0) << "failing call " << n;
+        EXPECT_EQ(heldBlocks(), 0) << "failing call " << n;
         EXPECT_EQ(devhost::liveParsers(), 0) << "failing call " << n;
     }
     const std::string text = body + "<x>";
@@ -341,7 +308,7 @@ TEST_F(DialogInfo, OutOfMemoryLeavesNothingBehind) {
         notify(1, nullptr, "active", kMultipart, text.c_str());
         devhost::failNone();
         amBlfDialogInfoClearByLine(1);
-        EXPECT_EQ(storedBlocks(), 0) << "failing call " << n;
+        EXPECT_EQ(heldBlocks(), 0) << "failing call " << n;
     }
 }
 

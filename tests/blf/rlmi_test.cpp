@@ -3,39 +3,18 @@
 #include <string>
 #include <vector>
 
-#include "am_test.h"
-#include "platform/am.h"
+#include "dialog_fixture.h"
 
 namespace {
 
-using amtest::eventsNamed;
 using amtest::hasLog;
+using namespace dialogtest;
 
-constexpr char kModule[] = "ostra.am.dialogInfo";
-constexpr char kRlmi[] = "application/rlmi+xml";
-constexpr char kMultipart[] = "multipart/related";
-
-class ResourceList : public amtest::HostTest {
+class ResourceList : public DialogTest {
 protected:
-    void SetUp() override {
-        amtest::HostTest::SetUp();
-        mark_ = devhost::liveBlocks();
-    }
-    void TearDown() override {
-        EXPECT_EQ(devhost::liveParsers(), 0);
-        amtest::HostTest::TearDown();
-    }
     void notify(int line, const char *number, const char *contentType, const char *body) {
-        amRecvNotify(line, number, "dialog", "active", contentType, body);
+        DialogTest::notify(line, number, "active", contentType, body);
     }
-    std::vector<AmBlfList> listRecords() {
-        std::vector<AmBlfList> out;
-        for (const devhost::Event &e : eventsNamed(AM_BLF_LIST_EVENT_NAME)) {
-            out.push_back(amtest::record<AmBlfList>(e));
-        }
-        return out;
-    }
-    long mark_ = 0;
 };
 
 // RFC 4662 list with two named members and one without a name.
@@ -90,7 +69,7 @@ TEST_F(ResourceList, XmlReaderAnnouncesAFullListAndReportsNamedMembers) {
     EXPECT_EQ(amBlfListFullStateValueGet("<list fullState = \"true\">"), 0);
     EXPECT_EQ(amBlfListFullStateValueGet(""), 0);
     EXPECT_EQ(amBlfListFullStateValueGet(nullptr), 0);
-    EXPECT_EQ(devhost::liveBlocks(), mark_);
+    EXPECT_EQ(heldBlocks(), 0);
 }
 
 TEST_F(ResourceList, TextReaderForListsTheParserRejects) {
@@ -126,7 +105,7 @@ TEST_F(ResourceList, TextReaderForListsTheParserRejects) {
     const char empty[] = "<list fullState=\"true\"/>";
     EXPECT_EQ(amDialogResourceXmlContentGet(2, nullptr, empty, kRlmi, nullptr), static_cast<int>(sizeof empty - 1));
     EXPECT_EQ(listRecords().size(), 0u);
-    EXPECT_EQ(devhost::liveBlocks(), mark_);
+    EXPECT_EQ(heldBlocks(), 0);
 }
 
 TEST_F(ResourceList, WholeResourceListNotifyFromEndToEnd) {
@@ -184,7 +163,7 @@ TEST_F(ResourceList, WholeResourceListNotifyFromEndToEnd) {
     EXPECT_EQ(got[0].status, 1 << 4);
     EXPECT_EQ(got[1].status, (1 << 4) | (1 << 6));
     amBlfDialogInfoClearByLine(1);
-    EXPECT_EQ(devhost::liveBlocks(), mark_);
+    EXPECT_EQ(heldBlocks(), 0);
 }
 
 }  // namespace
