@@ -1,5 +1,7 @@
 // Dialog-info NOTIFYs from end to end: XML and text readers, the dialog store, server
 // conventions and the BLF list records of resource-list parts.
+#include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -278,6 +280,36 @@ TEST_F(DialogInfo, TextFallbackForBodiesTheParserRejects) {
               static_cast<int>(std::strlen(prefixed)));
     EXPECT_TRUE(hasLog(2, kModule, "amDialogInfoXmlContentGet: dialog-info not found"));
     EXPECT_EQ(amtest::countEvents(AM_BLF_EVENT_NAME), 0);
+}
+
+TEST_F(DialogInfo, HostileBodiesThroughTheTextReader) {
+    devhost::line(1).multiDialog = 1;
+    const std::string head =
+        "<dialog-info xmlns=\"urn:ietf:params:xml:ns:dialog-info\" state=\"full\" entity=\"sip:201@pbx\">";
+    std::vector<std::string> bodies = {
+        head + "<dialog id=\"1\"><state>confirmed",                       // nothing closes
+        head + "<dialog id=\"1\" direction='initiator><state>early</state></dialog></dialog-info>",
+        head + "<dialog id=\"" + std::string(300000, 'x') + "\"><state>" + std::string(300000, 'c') +
+            "</state><remote><identity display=\"" + std::string(300000, 'd') + "\">sip:" +
+            std::string(300000, '7') + "@h</identity></remote></dialog></dialog-info>",
+        head + "<dialog id=\"a\"/><dialog id=\"b\"/><dialog/></dialog-info",  // unclosed root tag
+        head + std::string(2000, '<') + "</dialog-info>",
+        "<dialog-info entity=\"sip:201@pbx\"/><dialog id='z'><state>early</state></dialog>",
+    };
+    for (const std::string &body : bodies) {
+        devhost::clearEvents();
+        char *exact = static_cast<char *>(std::malloc(body.size() + 1));
+        std::memcpy(exact, body.c_str(), body.size() + 1);
+        notify(1, "201", "active", kDialogInfo, exact);
+        notify(1, nullptr, "active", kMultipart, exact);
+        std::free(exact);
+        for (const AmBlfStatus &status : statuses()) {
+            EXPECT_LT(std::strlen(status.dialogId), sizeof status.dialogId);
+            EXPECT_LT(std::strlen(status.remote), sizeof status.remote);
+        }
+    }
+    amBlfDialogInfoClearByLine(1);
+    EXPECT_EQ(heldBlocks(), 0);
 }
 
 TEST_F(DialogInfo, EmptyDialogInfoReportsTheEntityIdle) {
