@@ -87,6 +87,18 @@ void bareParse(benchmark::State &state, const std::string &body) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * body.size()));
 }
 
+// The host's node parser alone (pugixml plus the element tree it builds), as the readers
+// use it: the step between the bare parse and the whole NOTIFY.
+void nodeParse(benchmark::State &state, const std::string &body) {
+    for (auto _ : state) {
+        ncContext *context = ncCreatePrivate("blf");
+        context->option = 1;
+        benchmark::DoNotOptimize(ncParseFromBuf(context, body.c_str(), 0));
+        ncDestroy(context);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * body.size()));
+}
+
 void notifyLoop(benchmark::State &state, const char *contentType, const char *number, const std::string &body) {
     std::size_t i = 0;
     for (auto _ : state) {
@@ -115,6 +127,7 @@ void BM_FiftyDialogs(benchmark::State &state) {
     amBlfDialogInfoClearByLine(1);
 }
 void BM_FiftyDialogs_Bare(benchmark::State &state) { bareParse(state, dialogDocument(50)); }
+void BM_FiftyDialogs_NodeParser(benchmark::State &state) { nodeParse(state, dialogDocument(50)); }
 
 // The same fifty dialogs in a body the parser rejects (a stray tag after the document):
 // the parse fails at the end and the text scanner reads it.
@@ -142,6 +155,12 @@ void BM_Rlmi_Bare(benchmark::State &state) {
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * members));
 }
 
+void BM_Rlmi_NodeParser(benchmark::State &state) {
+    const int members = static_cast<int>(state.range(0));
+    nodeParse(state, rlmiDocument(members));
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * members));
+}
+
 // One dialog-info part of a resource list (list records, no store document).
 void BM_ListPart(benchmark::State &state) {
     quietHost();
@@ -155,8 +174,10 @@ BENCHMARK(BM_OneDialog);
 BENCHMARK(BM_OneDialog_Bare);
 BENCHMARK(BM_FiftyDialogs);
 BENCHMARK(BM_FiftyDialogs_Bare);
+BENCHMARK(BM_FiftyDialogs_NodeParser);
 BENCHMARK(BM_FiftyDialogsText);
 BENCHMARK(BM_FiftyDialogsText_Bare);
 BENCHMARK(BM_Rlmi)->Arg(10)->Arg(100)->Arg(1000);
 BENCHMARK(BM_Rlmi_Bare)->Arg(10)->Arg(100)->Arg(1000);
+BENCHMARK(BM_Rlmi_NodeParser)->Arg(10)->Arg(100)->Arg(1000);
 BENCHMARK(BM_ListPart);
