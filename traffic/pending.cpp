@@ -140,7 +140,7 @@ int amPendingNodeProcessNext(int line, uList *queue) {
             amSendBlfSubscribe(line, node->number, subscribe);
             return 0;
         case AM_PENDING_TYPE_PRESENCE:
-            // Presence: amSendPresenceSubscribe(line, node->number, subscribe) when it lands.
+            amSendPresenceSubscribe(line, node->number, subscribe);
             return 0;
         default:
             ostraPrintLog(2, kLog, "%s: not supported type[%d].", "amPendingNodeProcessNext", node->type);

@@ -28,7 +28,7 @@ TEST_F(PresenceSubscribe, OneRequestAtATimePerLine) {
     EXPECT_EQ(amRequestPresence(0, "203"), 0);
     EXPECT_EQ(amRequestPresence(1, "sip:301@pbx"), 0);
     EXPECT_EQ(numbers(subscribes()), "201 sip:301@pbx ");
-    const devhost::Request &first = subscribes().at(0);
+    const devhost::Request first = subscribes().at(0);
     EXPECT_EQ(first.line * 10000 + first.expires * 10 + first.flag, 18001);
     EXPECT_EQ(first.event + "|" + first.accept, std::string("presence|") + kAccept);
     EXPECT_FALSE(first.reserved || first.hasContentType || first.hasBody || first.hasExtra);
@@ -63,7 +63,7 @@ TEST_F(PresenceSubscribe, CancelWithdrawsWaitingRequestsOrQueuesAnUnsubscribe) {
     EXPECT_TRUE(unsubscribes().empty());
     EXPECT_EQ(amPresenceRecvSubscribeResult(1, "201", 200), 0);
     ASSERT_EQ(unsubscribes().size(), 1u);
-    const devhost::Request &cancel = unsubscribes()[0];
+    const devhost::Request cancel = unsubscribes()[0];
     EXPECT_EQ(std::to_string(cancel.line) + cancel.number + cancel.event + cancel.accept,
               std::string("1201presence") + kAccept);
     EXPECT_EQ(amRecvUnsubscribeResult(1, "201", "presence", nullptr, 200), 0);
