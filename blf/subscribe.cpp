@@ -60,28 +60,7 @@ int amSendBlfSubscribeWithBody(int line, const char *number, int subscribe, cons
         ostraPrintLog(2, kLog, "%s: line[%d] not registered!", "amSendBlfSubscribeWithBody", line);
         return -1;
     }
-    char event[32];
-    char accept[96];
-    am::copyText(event, "dialog");
-    am::copyText(accept, "application/dialog-info+xml");
-    if (subscribe != 0) {
-        pmSubscribeRequest request = {};
-        request.line = line;
-        request.number = number;
-        request.expires = pmLineConfigGetSubscribeExpires(line);
-        request.flag = 1;
-        request.event = event;
-        request.accept = accept;
-        request.body = body;
-        pmSubscribe(&request);
-    } else {
-        pmUnsubscribeRequest request = {};
-        request.line = line;
-        request.number = number;
-        request.event = event;
-        request.accept = accept;
-        pmSubscribeCancel(&request);
-    }
+    am::subscribeOrCancel(line, number, subscribe, "dialog", "application/dialog-info+xml", body);
     return 0;
 }
 

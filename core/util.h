@@ -1,6 +1,7 @@
 // Small C++ helpers shared by every feature of the module: bounded copies that cannot be
 // given a wrong size, a scoped hold of a host mutex, a scoped XML parser context and
-// case-insensitive comparisons. Header-only; nothing here allocates.
+// case-insensitive comparisons, and the hand-over of a plain SUBSCRIBE. Header-only;
+// nothing here allocates.
 #ifndef OSTRA_AM_CORE_UTIL_H
 #define OSTRA_AM_CORE_UTIL_H
 
@@ -59,6 +60,32 @@ public:
 private:
     SEM_ID sem_;
 };
+
+// Hands the protocol manager a SUBSCRIBE (`subscribe` non-zero: the line's expiry, flag 1)
+// or an unSUBSCRIBE for `number` on `line`, for the features whose requests differ only in
+// event package, accept text and body. The texts stay the caller's; the result is not
+// examined, because the outcome arrives later as a subscription result.
+inline void subscribeOrCancel(int line, const char *number, int subscribe, const char *event, const char *accept,
+                              const char *body = nullptr) {
+    if (subscribe != 0) {
+        pmSubscribeRequest request = {};
+        request.line = line;
+        request.number = number;
+        request.expires = pmLineConfigGetSubscribeExpires(line);
+        request.flag = 1;
+        request.event = event;
+        request.accept = accept;
+        request.body = body;
+        pmSubscribe(&request);
+    } else {
+        pmUnsubscribeRequest request = {};
+        request.line = line;
+        request.number = number;
+        request.event = event;
+        request.accept = accept;
+        pmSubscribeCancel(&request);
+    }
+}
 
 // Owns a private XML parser context: created with a name, destroyed on every path.
 class XmlDoc {

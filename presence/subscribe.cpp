@@ -1,8 +1,6 @@
 // Presence subscriptions. Requests share the line's pending queue with the BLF keys, so
 // that a page of presence keys never floods the server with SUBSCRIBEs at once; the
 // queue calls amSendPresenceSubscribe for every request after the first.
-#include <cstring>
-
 #include "core/util.h"
 #include "platform/am.h"
 
@@ -22,29 +20,7 @@ extern "C" {
 
 int amSendPresenceSubscribe(int line, const char *number, int subscribe) {
     if (!validRequest("amSendPresenceSubscribe", line, number)) return -1;
-    char event[32];
-    char accept[96];
-    am::copyText(event, "presence");
-    am::copyText(accept, "application/pidf+xml, application/xpidf+xml");
-    if (subscribe != 0) {
-        pmSubscribeRequest request;
-        std::memset(&request, 0, sizeof request);
-        request.line = line;
-        request.number = number;
-        request.expires = pmLineConfigGetSubscribeExpires(line);
-        request.flag = 1;
-        request.event = event;
-        request.accept = accept;
-        pmSubscribe(&request);
-    } else {
-        pmUnsubscribeRequest request;
-        std::memset(&request, 0, sizeof request);
-        request.line = line;
-        request.number = number;
-        request.event = event;
-        request.accept = accept;
-        pmSubscribeCancel(&request);
-    }
+    am::subscribeOrCancel(line, number, subscribe, "presence", "application/pidf+xml, application/xpidf+xml");
     return 0;
 }
 
