@@ -113,6 +113,10 @@ TEST_F(DialogInfo, SubscriptionStateAndDoNotDisturb) {
     notify(1, "201", "reset", kDialogInfo, nullptr);
     notify(1, "201", "active", kDialogInfo, nullptr);
     EXPECT_EQ(devhost::events().size(), 0u);
+    EXPECT_EQ(amtest::countLogs(0, kModule,
+                                "amRecvDialogInfoProcess: line=1, number=201, direction=initiator, state=reset, "
+                                "status=blf Unknown State\n"),
+              1);
     EXPECT_EQ(heldBlocks(), 0);
 }
 
