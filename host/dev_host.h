@@ -128,6 +128,9 @@ const std::vector<LogLine> &logs();
 void clearLogs();
 // Lines at this level or above are also printed to standard error; -1 prints none.
 void setLogPrintLevel(int level);
+// Off: lines are neither kept nor formatted unless printed, as a phone's host drops the
+// traces below its level (benchmarks).
+void setRecordLogs(bool on);
 
 }  // namespace devhost
 

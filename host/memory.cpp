@@ -143,10 +143,14 @@ char *uStrStr(const char *text, const char *word) {
 char *uStrCaseStr(const char *text, const char *word) {
     if (text == nullptr || word == nullptr) return nullptr;
     std::size_t n = std::strlen(word);
-    for (const char *p = text;; ++p) {
-        if (strncasecmp(p, word, n) == 0) return const_cast<char *>(p);
-        if (*p == '\0') return nullptr;
+    if (n == 0) return const_cast<char *>(text);
+    int first = std::tolower(static_cast<unsigned char>(word[0]));
+    for (const char *p = text; *p != '\0'; ++p) {
+        if (std::tolower(static_cast<unsigned char>(*p)) == first && strncasecmp(p, word, n) == 0) {
+            return const_cast<char *>(p);
+        }
     }
+    return nullptr;
 }
 
 char *uStrStripSpace(char *text) {

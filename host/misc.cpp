@@ -24,6 +24,7 @@ std::string gMac = "001122aabbcc";
 std::map<std::tuple<std::string, std::string, std::string>, std::string> gConfig;
 std::vector<LogLine> gLogs;
 std::atomic<int> gPrintLevel{-1};
+std::atomic<bool> gRecordLogs{true};
 
 }  // namespace
 
@@ -37,6 +38,7 @@ void resetMisc() {
     gMac = "001122aabbcc";
     gConfig.clear();
     gLogs.clear();
+    gRecordLogs = true;
 }
 }  // namespace detail
 
@@ -70,6 +72,7 @@ void clearLogs() {
     gLogs.clear();
 }
 void setLogPrintLevel(int level) { gPrintLevel = level; }
+void setRecordLogs(bool on) { gRecordLogs = on; }
 
 }  // namespace devhost
 
@@ -139,6 +142,8 @@ int configItemValueGetWithLen(const char *module, const char *group, const char 
 
 void ostraPrintLog(int level, const char *module, const char *format, ...) {
     if (format == nullptr) return;
+    bool print = gPrintLevel >= 0 && level >= gPrintLevel;
+    if (!gRecordLogs && !print) return;
     char stackBuffer[1024];
     va_list args;
     va_start(args, format);
@@ -156,11 +161,11 @@ void ostraPrintLog(int level, const char *module, const char *format, ...) {
     }
     va_end(again);
     std::lock_guard<std::mutex> lock(gMiscMutex);
-    if (gPrintLevel >= 0 && level >= gPrintLevel) {
+    if (print) {
         std::fprintf(stderr, "[%d] %s: %s%s", level, module != nullptr ? module : "", text.c_str(),
                      !text.empty() && text.back() == '\n' ? "" : "\n");
     }
-    gLogs.push_back({level, module != nullptr ? module : "", text});
+    if (gRecordLogs) gLogs.push_back({level, module != nullptr ? module : "", text});
 }
 
 }  // extern "C"
