@@ -1,10 +1,11 @@
 // Small C++ helpers shared by every feature of the module: bounded copies that cannot be
 // given a wrong size, a scoped hold of a host mutex, a scoped XML parser context and
-// case-insensitive comparisons, and the hand-over of a plain SUBSCRIBE. Header-only;
-// nothing here allocates.
+// case-insensitive comparisons, a mutex created on first use, and the hand-over of a plain
+// SUBSCRIBE. Header-only; nothing here allocates but that mutex.
 #ifndef OSTRA_AM_CORE_UTIL_H
 #define OSTRA_AM_CORE_UTIL_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 #include <strings.h>
@@ -59,6 +60,30 @@ public:
 
 private:
     SEM_ID sem_;
+};
+
+// A feature's mutex, created by whichever thread first needs it and kept for the life of
+// the process. Racing first users install only one; a creation that fails is tried again
+// by the next user, and until one succeeds the feature runs unlocked (get() answers NULL,
+// which SemGuard does not take). Constant-initialised, so it is usable from any global.
+class LazyMutex {
+public:
+    constexpr LazyMutex() = default;
+    LazyMutex(const LazyMutex &) = delete;
+    LazyMutex &operator=(const LazyMutex &) = delete;
+
+    SEM_ID get() {
+        SEM_ID sem = sem_.load(std::memory_order_acquire);
+        if (sem != nullptr) return sem;
+        SEM_ID created = semMCreate(0);
+        if (created == nullptr) return nullptr;
+        if (sem_.compare_exchange_strong(sem, created, std::memory_order_acq_rel)) return created;
+        semDelete(created);  // another thread won; `sem` now holds its mutex
+        return sem;
+    }
+
+private:
+    std::atomic<SEM_ID> sem_{nullptr};
 };
 
 // Hands the protocol manager a SUBSCRIBE (`subscribe` non-zero: the line's expiry, flag 1)

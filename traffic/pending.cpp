@@ -28,23 +28,15 @@ constexpr char kLog[] = "ostra.am.traffic";
 constexpr int kTimeoutSeconds = 5;
 
 uList *gLineInfos = nullptr;
-
-// Created on first use; the first use may come from several threads at once, which the
-// function-local static settles. Without a mutex the queue runs unlocked.
-SEM_ID queueMutex() {
-    static SEM_ID mutex = semMCreate(0);
-    return mutex;
-}
+am::LazyMutex gQueueMutex;
 
 // Holds the queue mutex for a scope (see amPendingLock).
 class QueueLock {
 public:
-    QueueLock();
-    ~QueueLock() {
-        if (queueMutex() != nullptr) semGive(queueMutex());
-    }
-    QueueLock(const QueueLock &) = delete;
-    QueueLock &operator=(const QueueLock &) = delete;
+    QueueLock() : guard_(gQueueMutex.get()) {}
+
+private:
+    am::SemGuard guard_;
 };
 
 PendingNode *head(const PendingLineInfo *info) { return static_cast<PendingNode *>(uListGet(info->queue, 0)); }
@@ -77,7 +69,8 @@ extern "C" {
 // The host's mutexes are recursive, which lets a protocol manager report a result from
 // inside the SUBSCRIBE that the queue is sending with the mutex held.
 void amPendingLock(void) {
-    if (queueMutex() != nullptr) semTake(queueMutex(), -1);
+    SEM_ID mutex = gQueueMutex.get();
+    if (mutex != nullptr) semTake(mutex, -1);
 }
 
 PendingLineInfo *amPendingLineInfoGet(int line) {
@@ -135,12 +128,16 @@ int amPendingNodeProcessNext(int line, uList *queue) {
     auto *node = static_cast<PendingNode *>(uListGet(queue, 0));
     if (node == nullptr) return -1;
     int subscribe = node->subscribe != 0 ? 1 : 0;
+    // A protocol manager that reports the result from inside the send retires (and frees)
+    // this node before the send returns; what it was handed must outlive that.
+    char number[sizeof node->number];
+    std::memcpy(number, node->number, sizeof number);
     switch (node->type) {
         case AM_PENDING_TYPE_BLF:
-            amSendBlfSubscribe(line, node->number, subscribe);
+            amSendBlfSubscribe(line, number, subscribe);
             return 0;
         case AM_PENDING_TYPE_PRESENCE:
-            amSendPresenceSubscribe(line, node->number, subscribe);
+            amSendPresenceSubscribe(line, number, subscribe);
             return 0;
         default:
             ostraPrintLog(2, kLog, "%s: not supported type[%d].", "amPendingNodeProcessNext", node->type);
@@ -204,9 +201,12 @@ void amPendingTimerExpired(int line) {
     }
     ostraPrintLog(1, kLog, "%s: Line=[%d] number=[%s] timeout.", "amPendingTimerExpired", line, timedOut->number);
     uFree(timedOut);
+    int timerId = info->timerId;
     amPendingNodeProcessNext(line, info->queue);
-    // Rearmed even when nothing is left, so an idle line is reached one timeout later.
-    armTimer(info);
+    // Rearmed even when nothing is left, so an idle line is reached one timeout later;
+    // unless a result delivered from inside the send has already armed a timer for the
+    // head now on the wire, which a second one would only duplicate.
+    if (info->timerId == timerId) armTimer(info);
 }
 
 int amPendingCancel(int type, int line, const char *number) {
@@ -254,4 +254,3 @@ void amPendingClear(int line) {
 
 }  // extern "C"
 
-QueueLock::QueueLock() { amPendingLock(); }

@@ -167,20 +167,61 @@ TEST_F(PendingQueue, ResultDeliveredFromInsideTheSubscribeDoesNotDeadlock) {
     EXPECT_EQ(amPendingNumber(1), 0);
 }
 
-TEST_F(PendingQueue, AllocationFailuresLeaveNothingHalfBuilt) {
-    long mark = devhost::liveBlocks();
-    for (long n = 1; n <= 5; ++n) {
-        devhost::failNth(n);
-        amPendingAdd(AM_PENDING_TYPE_BLF, static_cast<int>(10 + n), "201", 1);
-        devhost::failNone();
-    }
-    // Whatever failed, a later add on the same lines works and clear frees every node.
-    for (int line = 11; line <= 15; ++line) {
-        EXPECT_EQ(amPendingAdd(AM_PENDING_TYPE_BLF, line, "202", 1), 0) << line;
-        amPendingClear(line);
-    }
+TEST_F(PendingQueue, ResultFromInsideATimeoutSendLeavesOneTimer) {
+    // The protocol manager answers 202 at once, from inside the SUBSCRIBE that the timer
+    // context sends with the queue mutex held.
+    devhost::setSubscribeObserver([](const devhost::Request &r) {
+        if (r.number == "202") amDialogRecvSubscribeResult(r.line, r.number.c_str(), 200);
+    });
+    amRequestBlf(1, "201");
+    amRequestBlf(1, "202");
+    amRequestBlf(1, "203");
+    devhost::advance(5);  // 201 times out, 202 is sent and confirmed, 203 is sent
+    EXPECT_EQ(sentNumbers(), (std::vector<std::string>{"201", "202", "203"}));
+    EXPECT_EQ(amPendingNumber(1), 1);
+    EXPECT_EQ(devhost::armedTimers(), 1) << "the head on the wire has exactly one timer";
+    devhost::advance(4);
+    EXPECT_EQ(amPendingNumber(1), 1);
+    devhost::advance(1);
+    EXPECT_TRUE(hasLog(1, kTraffic, "amPendingTimerExpired: Line=[1] number=[203] timeout."));
+    devhost::advance(5);
     EXPECT_EQ(devhost::armedTimers(), 0);
-    EXPECT_LE(devhost::liveBlocks(), mark + 5) << "only line infos may stay";
+}
+
+TEST_F(PendingQueue, MutexThatCannotBeCreatedIsTriedAgain) {
+    long mutexes = devhost::liveMutexes();
+    devhost::failNth(1);  // the queue's first use creates its mutex
+    EXPECT_EQ(amPendingAdd(AM_PENDING_TYPE_BLF, 1, "201", 1), 0) << "runs unlocked";
+    EXPECT_EQ(devhost::liveMutexes(), mutexes);
+    EXPECT_EQ(amPendingNumber(1), 1);
+    EXPECT_EQ(devhost::liveMutexes(), mutexes + 1);
+    amPendingNumber(1);
+    EXPECT_EQ(devhost::liveMutexes(), mutexes + 1) << "created once";
+}
+
+TEST_F(PendingQueue, AllocationFailuresLeaveNothingHalfBuilt) {
+    amPendingAdd(AM_PENDING_TYPE_BLF, 0, "100", 1);  // mutex and line-info list exist from here
+    amPendingClear(0);
+    long blocks = devhost::liveBlocks();
+    long lists = devhost::liveLists();
+    // A new line's add allocates: line info, its queue, its place in the line-info list,
+    // the node, the node's place in the queue.
+    for (long n = 1; n <= 5; ++n) {
+        int line = static_cast<int>(10 + n);
+        devhost::failNth(n);
+        EXPECT_EQ(amPendingAdd(AM_PENDING_TYPE_BLF, line, "201", 1), -1) << n;
+        devhost::failNone();
+        // Without its line info nothing is kept; with it, the timer runs for an empty queue.
+        EXPECT_EQ(amPendingNumber(line), n <= 3 ? -1 : 0) << n;
+    }
+    EXPECT_EQ(devhost::failedCalls(), 5);
+    EXPECT_EQ(devhost::armedTimers(), 2);
+    EXPECT_EQ(devhost::liveBlocks(), blocks + 2) << "two line infos, no node";
+    EXPECT_EQ(devhost::liveLists(), lists + 2);
+    devhost::advance(5);
+    EXPECT_EQ(devhost::armedTimers(), 0) << "an empty queue's timer leaves the line idle";
+    EXPECT_EQ(amPendingAdd(AM_PENDING_TYPE_BLF, 15, "202", 1), 0);
+    EXPECT_EQ(amPendingNumber(15), 1);
 }
 
 }  // namespace
