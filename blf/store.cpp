@@ -62,23 +62,15 @@ constexpr FallbackWord kFallbackWords[] = {
 };
 
 uList *gStore = nullptr;
-
-// Created on first use, which may come from several threads at once; the function-local
-// static settles that race. Without a mutex the store runs unlocked.
-SEM_ID storeMutex() {
-    static SEM_ID mutex = semMCreate(0);
-    return mutex;
-}
+am::LazyMutex gStoreMutex;
 
 // Holds the store mutex for a scope (see amBlfDialogLock).
 class StoreLock {
 public:
-    StoreLock();
-    ~StoreLock() {
-        if (storeMutex() != nullptr) semGive(storeMutex());
-    }
-    StoreLock(const StoreLock &) = delete;
-    StoreLock &operator=(const StoreLock &) = delete;
+    StoreLock() : guard_(gStoreMutex.get()) {}
+
+private:
+    am::SemGuard guard_;
 };
 
 // The store, created on first use; NULL when it cannot be. Called with the lock held.
@@ -118,7 +110,8 @@ void dropDialog(uList *list, const AmBlfStatus *dialog) {
 extern "C" {
 
 void amBlfDialogLock(void) {
-    if (storeMutex() != nullptr) semTake(storeMutex(), -1);
+    SEM_ID mutex = gStoreMutex.get();
+    if (mutex != nullptr) semTake(mutex, -1);
 }
 
 const char *amBlfStateToStr(int state) {
@@ -234,8 +227,9 @@ int amBlfDialogInfoAppend(AmBlfStatus *record) {
 int amBlfDialogInfoUpdateAndClear(int line, uList *newRecords, uList *oldRecords, int full) {
     bool multiDialog = pmLineConfigGetMultiDialogEnable(line) != 0;
     int mask = 0;
-    while (!uListEol(newRecords, 0)) {
-        auto *record = static_cast<AmBlfStatus *>(uListRemove(newRecords, 0));
+    // Walked in place and released whole: every record is stored or freed on the way.
+    for (int pos = 0; !uListEol(newRecords, pos); ++pos) {
+        auto *record = static_cast<AmBlfStatus *>(uListGet(newRecords, pos));
         if (record == nullptr) continue;
         if (multiDialog && full) {
             dropDialog(oldRecords, record);  // the dialog goes on
@@ -255,8 +249,8 @@ int amBlfDialogInfoUpdateAndClear(int line, uList *newRecords, uList *oldRecords
     }
     uListUninit(newRecords);
     // What is left of the old dialogs is missing from the full document: those ended.
-    while (!uListEol(oldRecords, 0)) {
-        auto *record = static_cast<AmBlfStatus *>(uListRemove(oldRecords, 0));
+    for (int pos = 0; !uListEol(oldRecords, pos); ++pos) {
+        auto *record = static_cast<AmBlfStatus *>(uListGet(oldRecords, pos));
         if (record == nullptr) continue;
         if (multiDialog) {
             record->state = AM_BLF_STATE_IDLE;
@@ -282,8 +276,10 @@ uList *amBlfDialogInfoRemove(int line, const char *number) {
             ++pos;
             continue;
         }
-        if (uListAppend(moved, record) != 0) break;  // the rest stays stored
         uListRemove(list, pos);
+        // A dialog that cannot be handed over is dropped: left stored, it would be stored
+        // twice once the document is settled, or outlive its end if the document lacks it.
+        if (uListAppend(moved, record) != 0) uFree(record);
     }
     return moved;
 }
@@ -330,4 +326,3 @@ int amBlfDialogShow(void) {
 
 }  // extern "C"
 
-StoreLock::StoreLock() { amBlfDialogLock(); }

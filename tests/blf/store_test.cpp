@@ -171,4 +171,35 @@ TEST_F(BlfStore, AllocationFailuresNeverLeakOrStoreHalfRecords) {
     EXPECT_EQ(devhost::liveBlocks(), mark);
 }
 
+TEST_F(BlfStore, FullDocumentUnderAllocationFailureKeepsEachDialogOnce) {
+    devhost::line(1).multiDialog = 1;
+    report(1, "201", "confirmed", "a");
+    report(1, "201", "early", "b");
+    report(1, "201", "holding", "c");
+    devhost::clearEvents();
+    long blocks = devhost::liveBlocks();
+    // The hand-over of a fails: a is dropped, not left stored beside its successor.
+    devhost::failNth(2);  // the new list, then a's place in it
+    uList *old = amBlfDialogInfoRemove(1, "201");
+    devhost::failNone();
+    ASSERT_EQ(uListSize(old), 2);
+    EXPECT_EQ(devhost::liveBlocks(), blocks - 1);
+
+    uList *records = uListInit(0);
+    uListAppend(records, amRecvDialogInfoProcess(1, "201", nullptr, "confirmed", "a", nullptr, nullptr, nullptr));
+    uListAppend(records, amRecvDialogInfoProcess(1, "201", nullptr, "confirmed", "b", nullptr, nullptr, nullptr));
+    devhost::failNth(2);  // a is stored, b's place in the store cannot be made: b is freed
+    amBlfDialogInfoUpdateAndClear(1, records, old, 1);
+    devhost::failNone();
+    EXPECT_EQ(amtest::countEvents(AM_BLF_EVENT_NAME), 3) << "a, b, then c ended";
+    EXPECT_EQ(lastBlf().state, AM_BLF_STATE_IDLE);
+    EXPECT_STREQ(lastBlf().dialogId, "c");
+
+    testing::internal::CaptureStdout();
+    amBlfDialogShow();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "amBlfDialogShow: [1] [201] [a] [16]\n");
+    amBlfDialogInfoClearByLine(1);
+    EXPECT_EQ(devhost::liveBlocks(), blocks - 3);
+}
+
 }  // namespace
