@@ -1,7 +1,12 @@
-// The pending queue under real threads: applications requesting and cancelling, the
-// protocol manager delivering results, and the host's timer thread timing heads out.
+// The pending queue under real threads: applications requesting and cancelling BLF and
+// presence subscriptions, the protocol manager answering what was actually sent (some
+// answers at once from inside the send, some never), and the host's timer context timing
+// heads out. Every queue must drain by results and timeouts alone, and free every node.
 #include <atomic>
 #include <chrono>
+#include <deque>
+#include <mutex>
+#include <string>
 #include <thread>
 
 #include "am_test.h"
@@ -9,52 +14,144 @@
 
 namespace {
 
+constexpr int kLines = 3;
+
+struct Sent {
+    devhost::Request::Kind kind;
+    int line;
+    std::string number;
+    std::string event;
+};
+
+// What the protocol manager has been handed and not answered yet.
+class Outbox {
+public:
+    void push(const devhost::Request &r) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        sent_.push_back({r.kind, r.line, r.number, r.event});
+    }
+    bool pop(Sent &out) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (sent_.empty()) return false;
+        out = sent_.front();
+        sent_.pop_front();
+        return true;
+    }
+
+private:
+    std::mutex mutex_;
+    std::deque<Sent> sent_;
+};
+
+void answer(const Sent &s, int result) {
+    if (s.kind == devhost::Request::Subscribe) {
+        amRecvSubscribeResult(s.line, s.number.c_str(), s.event.c_str(), nullptr, result, nullptr);
+    } else {
+        amRecvUnsubscribeResult(s.line, s.number.c_str(), s.event.c_str(), nullptr, result);
+    }
+}
+
+bool allDrained() {
+    for (int line = 1; line <= kLines; ++line) {
+        if (amPendingNumber(line) > 0) return false;
+    }
+    return devhost::armedTimers() == 0;
+}
+
 class PendingStress : public amtest::HostTest {};
 
 TEST_F(PendingStress, ThreeContextsEndWithEveryQueueDrained) {
-    devhost::setTimerMode(devhost::Mode::Threaded);
     devhost::setRecordEvents(false);
-    long mark = devhost::liveBlocks();
-    constexpr int kLines = 3;
-    std::atomic<bool> stop{false};
+    // Warm up so that what stays for the process (mutexes, line infos, lists) exists first.
+    for (int line = 1; line <= kLines; ++line) {
+        amPendingAdd(AM_PENDING_TYPE_BLF, line, "0", 1);
+        amPendingClear(line);
+    }
+    amBlfDialogInfoClearByLine(1);
+    long blocks = devhost::liveBlocks();
+    long lists = devhost::liveLists();
 
+    Outbox outbox;
+    std::atomic<int> sends{0};
+    devhost::setSubscribeObserver([&outbox, &sends](const devhost::Request &r) {
+        int n = sends.fetch_add(1);
+        if (n % 11 == 0) {
+            // Answered at once, on the sender's thread, with the queue mutex possibly held.
+            answer({r.kind, r.line, r.number, r.event}, n % 2 == 0 ? 200 : 0);
+        } else if (n % 13 != 0) {  // every 13th is never answered: it must time out
+            outbox.push(r);
+        }
+    });
+
+    std::atomic<bool> stop{false};
     std::vector<std::thread> applications;
     for (int t = 0; t < 3; ++t) {
         applications.emplace_back([t] {
-            for (int i = 0; i < 1000; ++i) {
-                std::string number = std::to_string(100 + (i + t) % 7);
+            for (int i = 0; i < 300; ++i) {
+                std::string number = std::to_string(200 + (i * 7 + t) % 9);
                 int line = 1 + (i + t) % kLines;
-                if (i % 3 == 2) {
-                    amRequestBlfCancel(line, number.c_str());
-                } else {
-                    amRequestBlf(line, number.c_str());
+                switch ((i + t) % 6) {
+                    case 0:
+                    case 1:
+                    case 2:
+                        amRequestBlf(line, number.c_str());
+                        break;
+                    case 3:
+                        amRequestBlfCancel(line, number.c_str());
+                        break;
+                    case 4:
+                        amRequestPresence(line, number.c_str());
+                        break;
+                    default:
+                        amRequestPresenceCancel(line, number.c_str());
+                        break;
                 }
             }
         });
     }
-    std::thread protocolManager([&stop] {
-        int i = 0;
-        while (!stop.load()) {
-            std::string number = std::to_string(100 + i % 7);
-            amDialogRecvSubscribeResult(1 + i % kLines, number.c_str(), i % 5 == 0 ? 0 : 200);
-            amDialogRecvUnsubscribeResult(1 + (i + 1) % kLines, number.c_str(), 200);
-            ++i;
+    std::thread protocolManager([&outbox, &stop] {
+        Sent s;
+        for (int i = 0; !stop.load(); ++i) {
+            if (outbox.pop(s)) {
+                answer(s, i % 5 == 0 ? 0 : 200);
+            } else {
+                std::this_thread::yield();
+            }
         }
     });
-    // The host's real timers would take 5 seconds to fire; this thread plays the timer
-    // context at full speed through the same callback.
+    // The host's timer context on the virtual clock: every armed queue timer fires on this
+    // thread, racing the results and the requests. A virtual second per 100 microseconds
+    // lets most heads be answered before their 5 seconds run out.
     std::thread timer([&stop] {
-        for (int i = 0; !stop.load(); ++i) amPendingTimerExpired(1 + i % kLines);
+        while (!stop.load()) {
+            devhost::advance(1);
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }
     });
+
     for (std::thread &t : applications) t.join();
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    bool drained = false;
+    while (!drained && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        drained = allDrained();
+    }
     stop = true;
     protocolManager.join();
     timer.join();
+    devhost::setSubscribeObserver(nullptr);
 
-    for (int line = 1; line <= kLines; ++line) amPendingClear(line);
-    devhost::setTimerMode(devhost::Mode::Manual);  // joins the timer thread
-    for (int line = 1; line <= kLines; ++line) EXPECT_EQ(amPendingNumber(line), 0);
-    EXPECT_EQ(devhost::liveBlocks(), mark + kLines) << "only the line infos stay";
+    EXPECT_TRUE(drained) << "queues or timers left after the results and timeouts ran out";
+    for (int line = 1; line <= kLines; ++line) EXPECT_EQ(amPendingNumber(line), 0) << line;
+    EXPECT_EQ(devhost::armedTimers(), 0);
+    EXPECT_GT(sends.load(), 3 * kLines);
+    int timeouts = 0;
+    for (const devhost::LogLine &log : amtest::logsOf("ostra.am.traffic", 1)) {
+        timeouts += log.text.find("timeout.") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_GT(timeouts, 0) << "unanswered requests leave by timeout";
+    EXPECT_EQ(devhost::liveBlocks(), blocks) << "every node freed";
+    EXPECT_EQ(devhost::liveLists(), lists);
 }
 
 }  // namespace
