@@ -17,6 +17,14 @@ protected:
         amBlfDialogInfoUpdateAndClear(line, records, nullptr, 0);
         return lastBlf().status;
     }
+    // Multi-dialog line 1 with dialogs a (confirmed), b (early) and c stored for 201.
+    void storeThree(const char *stateOfC) {
+        devhost::line(1).multiDialog = 1;
+        report(1, "201", "confirmed", "a");
+        report(1, "201", "early", "b");
+        report(1, "201", stateOfC, "c");
+        devhost::clearEvents();
+    }
     AmBlfStatus lastBlf() {
         auto found = amtest::eventsNamed(AM_BLF_EVENT_NAME);
         EXPECT_FALSE(found.empty());
@@ -92,11 +100,7 @@ TEST_F(BlfStore, SingleDialogModeReportsOwnBitAndStoresNothing) {
 }
 
 TEST_F(BlfStore, FullDocumentSettlesTheStore) {
-    devhost::line(1).multiDialog = 1;
-    report(1, "201", "confirmed", "a");
-    report(1, "201", "early", "b");
-    report(1, "201", "confirmed", "c");
-    devhost::clearEvents();
+    storeThree("confirmed");
     // The full document keeps b (now confirmed) and adds d; a and c are gone.
     uList *old = amBlfDialogInfoRemove(1, "201");
     ASSERT_EQ(uListSize(old), 3);
@@ -172,11 +176,7 @@ TEST_F(BlfStore, AllocationFailuresNeverLeakOrStoreHalfRecords) {
 }
 
 TEST_F(BlfStore, FullDocumentUnderAllocationFailureKeepsEachDialogOnce) {
-    devhost::line(1).multiDialog = 1;
-    report(1, "201", "confirmed", "a");
-    report(1, "201", "early", "b");
-    report(1, "201", "holding", "c");
-    devhost::clearEvents();
+    storeThree("holding");
     long blocks = devhost::liveBlocks();
     // The hand-over of a fails: a is dropped, not left stored beside its successor.
     devhost::failNth(2);  // the new list, then a's place in it
