@@ -116,7 +116,10 @@ inline void subscribeOrCancel(int line, const char *number, int subscribe, const
 class XmlDoc {
 public:
     explicit XmlDoc(const char *name) : ctx_(ncCreatePrivate(name)) {}
-    ~XmlDoc() { ncDestroy(ctx_); }
+    ~XmlDoc() {
+        // A context that was never created is not the host's to destroy.
+        if (ctx_ != nullptr) ncDestroy(ctx_);
+    }
     XmlDoc(const XmlDoc &) = delete;
     XmlDoc &operator=(const XmlDoc &) = delete;
 
