@@ -39,7 +39,6 @@ TEST_F(CallPark, ParkedIdentityDecidesTheStatusOnEitherPackage) {
     EXPECT_EQ(amRecvNotify(4, "201", "call-info", "active", kType, kParked), 0);
     EXPECT_EQ(amRecvNotify(4, "201", "X-BroadWorks-CallPark;x=1", "active", kType, kNothing), 0);
     EXPECT_EQ(statuses(), "3/1/1 3/1/0 3/1/0 4/1/1 4/1/0 ");
-    EXPECT_TRUE(amtest::hasLog(0, kCallPark, "amCallParkStatusReport: call park status=[1]"));
     EXPECT_EQ(devhost::liveParsers(), 0);
 }
 
@@ -50,10 +49,10 @@ TEST_F(CallPark, TerminatedReportsWithoutReadingTheBodyUnlessThereIsNone) {
     // An empty or missing content type or body is dropped before the state is looked at.
     devhost::clearEvents();
     devhost::clearLogs();
-    amRecvCallParkParse(3, "201", kType, "terminated", "");
-    amRecvCallParkParse(3, "201", kType, "terminated", nullptr);
-    amRecvCallParkParse(3, "201", "", "terminated", kParked);
-    amRecvCallParkParse(3, "201", nullptr, "terminated", kParked);
+    for (const char *type : {"", static_cast<const char *>(nullptr)}) {
+        amRecvCallParkParse(3, "201", type, "terminated", kParked);
+        amRecvCallParkParse(3, "201", kType, "terminated", type);
+    }
     EXPECT_TRUE(devhost::events().empty());
     EXPECT_TRUE(devhost::logs().empty());
 }

@@ -13,6 +13,9 @@ constexpr char kPark[] = "ostra.am.parkInfo";
 const std::string kRetrieve = "<retrieve-number>*881</retrieve-number>";
 const std::string kIdentities = "<parker-identity display=\"Ann\">sip:201@pbx</parker-identity>"
                                 "<parked-identity display=\"Bob\">sip:302@pbx</parked-identity>";
+char *AmVisualParkInfo::*const kTexts[] = {&AmVisualParkInfo::retrieveNumber, &AmVisualParkInfo::parkerDisplay,
+                                           &AmVisualParkInfo::parkerUri,      &AmVisualParkInfo::parkedDisplay,
+                                           &AmVisualParkInfo::parkedUri,      &AmVisualParkInfo::callId};
 
 std::string doc(const std::string &callId, const std::string &state = "parked",
                 const std::string &rest = kRetrieve + kIdentities) {
@@ -21,13 +24,24 @@ std::string doc(const std::string &callId, const std::string &state = "parked",
 }
 int parse(const std::string &text, int line = 1) { return amVisualParkParse(line, text.c_str()); }
 
+// A text getter's answer at a position: the text, or "-1" after checking that the
+// buffer was left all zero.
+std::string textAt(int (*get)(int, char *, int), int index) {
+    char buffer[8];
+    std::memset(buffer, 'x', sizeof buffer);
+    if (get(index, buffer, sizeof buffer) == 0) return buffer;
+    EXPECT_EQ(std::string(buffer, sizeof buffer), std::string(sizeof buffer, '\0'));
+    return "-1";
+}
+// A number getter's answers at the positions 0 to 3.
+std::string across(int (*get)(int)) {
+    std::string text;
+    for (int i = 0; i < 4; ++i) text += std::to_string(get(i)) + " ";
+    return text;
+}
 std::string order() {
     std::string text;
-    char buffer[32];
-    for (int i = 0; i < amGetCallParkNum(); ++i) {
-        text += amGetVisualParkCallid(i, buffer, sizeof buffer) == 0 ? buffer : "?";
-        text += " ";
-    }
+    for (int i = 0; i < amGetCallParkNum(); ++i) text += textAt(amGetVisualParkCallid, i) + " ";
     return text;
 }
 int updateLogs(int result) {
@@ -45,22 +59,11 @@ protected:
 };
 
 TEST_F(VisualParkRecords, CopiesOwnEveryTextAndAreAllOrNothing) {
-    long mark = devhost::liveBlocks();
     amFreeVisualParkInfo(nullptr);
     AmVisualParkInfo *info = amCreateVisualParkInfo(), zero;
     std::memset(&zero, 0, sizeof zero);
     ASSERT_EQ(std::memcmp(info, &zero, sizeof zero), 0);
-    *info = AmVisualParkInfo{1, 7, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 2};
-    AmVisualParkInfo *copy = amCopyVisualParkInfo(info);
-    EXPECT_EQ(copy->state * 100 + copy->line * 10 + copy->callType, 172);
-    EXPECT_EQ(copy->callId, nullptr);  // NULL texts stay NULL
-    EXPECT_EQ(copy->parkerDisplay, nullptr);
-    amFreeVisualParkInfo(copy);
-
-    char *AmVisualParkInfo::*texts[] = {&AmVisualParkInfo::retrieveNumber, &AmVisualParkInfo::parkerDisplay,
-                                        &AmVisualParkInfo::parkerUri,      &AmVisualParkInfo::parkedDisplay,
-                                        &AmVisualParkInfo::parkedUri,      &AmVisualParkInfo::callId};
-    for (auto &text : texts) info->*text = uStrGetCopy(std::to_string(&text - texts).c_str());
+    for (auto &text : kTexts) info->*text = uStrGetCopy(std::to_string(&text - kTexts).c_str());
     long full = devhost::liveBlocks();
     for (long nth = 1; nth <= 7; ++nth) {  // the record, then each text
         devhost::failNth(nth);
@@ -68,11 +71,11 @@ TEST_F(VisualParkRecords, CopiesOwnEveryTextAndAreAllOrNothing) {
         EXPECT_EQ(devhost::liveBlocks(), full) << nth;
     }
     devhost::failNone();
-    copy = amCopyVisualParkInfo(info);
+    AmVisualParkInfo *copy = amCopyVisualParkInfo(info);
     amFreeVisualParkInfo(info);
-    for (auto &text : texts) EXPECT_EQ(copy->*text, std::to_string(&text - texts));
+    for (auto &text : kTexts) EXPECT_EQ(copy->*text, std::to_string(&text - kTexts));
     amFreeVisualParkInfo(copy);
-    EXPECT_EQ(devhost::liveBlocks(), mark);
+    EXPECT_EQ(devhost::liveBlocks(), 0);
     EXPECT_EQ(amCopyVisualParkInfo(nullptr), nullptr);
 }
 
@@ -88,15 +91,15 @@ TEST_F(VisualParkRecords, ListAndLockAreCreatedOnceAndStopsAreHarmless) {
     amVisualParkLockInit();
     EXPECT_EQ(amVisualParkInfoListInit(), 0);
     EXPECT_EQ(amVisualParkInfoListInit(), 0);
-    EXPECT_EQ(devhost::liveMutexes(), 1);
-    EXPECT_EQ(devhost::liveLists(), 1);
-    EXPECT_EQ(parse(doc("c1")), 0);
+    EXPECT_EQ(devhost::liveMutexes() * 10 + devhost::liveLists(), 11);
+    EXPECT_EQ(parse(doc("c1")) + parse(doc("c2")), 0);
+    amVisualParkInfoListUnInit();
+    EXPECT_EQ(devhost::liveBlocks(), 0);  // every entry with all its texts
+    EXPECT_EQ(amVisualParkInfoListInit() + amGetCallParkNum(), 0);
     amModuleUnInit();  // the module's own stop takes both down
     amVisualParkInfoListUnInit();
     amVisualParkLockUninit();
-    EXPECT_EQ(devhost::liveLists(), 0);
-    EXPECT_EQ(devhost::liveMutexes(), 0);
-    EXPECT_EQ(devhost::liveBlocks(), 0);
+    EXPECT_EQ(devhost::liveLists() + devhost::liveMutexes() + devhost::liveBlocks(), 0);
 }
 
 TEST_F(VisualPark, UpdatesAddReplaceAndRemoveWithAnEventEach) {
@@ -105,19 +108,16 @@ TEST_F(VisualPark, UpdatesAddReplaceAndRemoveWithAnEventEach) {
     EXPECT_EQ(amRecvNotify(1, "201", "park-info", "active", "Application/Park-Info+XML", doc("c3").c_str()), 0);
     EXPECT_EQ(parse(doc("c1", "parked", "<retrieve-number>*9</retrieve-number>" + kIdentities), 4), 2);
     EXPECT_EQ(order(), "c2 c3 c1 ");  // replaced and moved to the end
-    char buffer[8];
-    EXPECT_EQ(amGetVisualParkRetrieveNumber(2, buffer, sizeof buffer), 0);
-    EXPECT_STREQ(buffer, "*9");
+    EXPECT_EQ(textAt(amGetVisualParkRetrieveNumber, 2), "*9");
     EXPECT_EQ(amGetVisualParkLine(2), 4);
     EXPECT_EQ(parse(doc("c3", "terminated")), 1);
     EXPECT_EQ(parse(doc("c9", "terminated")), -1);
     EXPECT_EQ(order(), "c2 c1 ");
     EXPECT_EQ(amtest::countEvents(AM_VISUAL_PARK_EVENT_NAME), 5);
     for (const devhost::Event &event : devhost::events()) EXPECT_TRUE(event.data.empty());
-    EXPECT_EQ(updateLogs(0), 3);
-    EXPECT_EQ(updateLogs(2), 1);
-    EXPECT_EQ(updateLogs(1), 1);
-    EXPECT_EQ(updateLogs(-1), 1);
+    EXPECT_EQ(std::to_string(updateLogs(0)) + std::to_string(updateLogs(1)) + std::to_string(updateLogs(2)) +
+                  std::to_string(updateLogs(-1)),
+              "3111");
 }
 
 TEST_F(VisualPark, IncompleteDocumentsChangeNothing) {
@@ -140,82 +140,60 @@ TEST_F(VisualPark, IncompleteDocumentsChangeNothing) {
 }
 
 TEST_F(VisualPark, QueriesGiveCopiesTheListsOwnEntryOrDefaults) {
-    parse(doc("v", "parked", "<call-type>video</call-type>" + kRetrieve + kIdentities));
-    parse(doc("e", "parked", "<call-type/>" + kRetrieve + kIdentities));
-    parse(doc("b", "parked", kRetrieve + "<parker-identity/><parked-identity>sip:302@pbx</parked-identity>"));
+    parse(doc("v", "parked", "<call-type>video</call-type>" + kRetrieve + kIdentities), 3);
+    parse(doc("e", "parked", "<call-type/>" + kRetrieve + kIdentities), 3);
+    parse(doc("b", "parked", kRetrieve + "<parker-identity/><parked-identity>sip:302@pbx</parked-identity>"), 3);
     EXPECT_TRUE(amtest::hasLog(1, kPark, "amVisualParkParse: callType=[video]"));
     EXPECT_TRUE(amtest::hasLog(1, kPark, "amVisualParkParse: callType=[]"));
     EXPECT_EQ(amHasVisualPark(), 1);
-    // Call types: given, given without a value, not given, no entry.
-    EXPECT_EQ(std::to_string(amGetVisualParkCallType(0)) + std::to_string(amGetVisualParkCallType(1)) +
-                  std::to_string(amGetVisualParkCallType(2)) + std::to_string(amGetVisualParkCallType(3)),
-              "2101");
-    EXPECT_EQ(amGetVisualParkState(2), 2);
+    // Call types given, given without a value and not given; past the end, the defaults.
+    EXPECT_EQ(across(amGetVisualParkCallType), "2 1 0 1 ");
+    EXPECT_EQ(across(amGetVisualParkState), "2 2 2 0 ");
+    EXPECT_EQ(across(amGetVisualParkLine), "3 3 3 -1 ");
     EXPECT_EQ(amGetVisualParkState(-1), 0);
-    EXPECT_EQ(amGetVisualParkLine(3), -1);
-
-    char buffer[8];
-    std::memset(buffer, 'x', sizeof buffer);
-    EXPECT_EQ(amGetVisualParkParkerUri(2, buffer, sizeof buffer), -1);
-    EXPECT_EQ(std::string(buffer, sizeof buffer), std::string(sizeof buffer, '\0'));
-    EXPECT_EQ(amGetVisualParkParkerDisplay(2, buffer, sizeof buffer), -1);
-    EXPECT_EQ(amGetVisualParkParkedUri(2, buffer, sizeof buffer), 0);
-    EXPECT_STREQ(buffer, "sip:302");  // cut to the buffer
-    EXPECT_EQ(amGetVisualParkParkerDisplay(0, buffer, sizeof buffer), 0);
-    EXPECT_STREQ(buffer, "Ann");
-    EXPECT_EQ(amGetVisualParkParkedDisplay(0, buffer, sizeof buffer), 0);
-    EXPECT_STREQ(buffer, "Bob");
+    const std::pair<int (*)(int, char *, int), const char *> texts[] = {
+        {amGetVisualParkParkerUri, "-1"},      {amGetVisualParkParkerDisplay, "-1"},
+        {amGetVisualParkParkedDisplay, "-1"}, {amGetVisualParkParkedUri, "sip:302"},  // cut to the buffer
+        {amGetVisualParkRetrieveNumber, "*881"}, {amGetVisualParkCallid, "b"},
+    };
+    for (const auto &text : texts) EXPECT_EQ(textAt(text.first, 2), text.second);
+    EXPECT_EQ(textAt(amGetVisualParkParkerDisplay, 0) + textAt(amGetVisualParkParkedDisplay, 0), "AnnBob");
+    EXPECT_EQ(textAt(amGetVisualParkCallid, 3), "-1");
     EXPECT_EQ(amGetVisualParkRetrieveNumber(0, nullptr, 8), -1);
 
     EXPECT_EQ(amGetVisualCallParkInfoByIndex(-1), nullptr);
     EXPECT_EQ(amGetVisualCallParkInfoByIndex(3), nullptr);
     AmVisualParkInfo *own = amGetVisualParkInfoByCallId("v");
-    EXPECT_EQ(amGetVisualParkInfoByCallId("v"), own);
+    ASSERT_NE(own, nullptr);
+    EXPECT_EQ(own, amGetVisualParkInfoByCallId("v"));
     EXPECT_EQ(amGetVisualParkInfoByCallId("V"), nullptr);
     EXPECT_EQ(amGetVisualParkInfoByCallId(nullptr), nullptr);
-    AmVisualParkInfo *copy = amGetVisualCallParkInfoByIndex(0);
+    AmVisualParkInfo *copy = amGetVisualCallParkInfoByIndex(2);
     ASSERT_NE(copy, nullptr);
-    EXPECT_NE(copy, own);
-    EXPECT_EQ(amRemoveVisualParkInfoByCallId("v"), 1);
-    EXPECT_EQ(amRemoveVisualParkInfoByCallId("v"), 0);
-    EXPECT_EQ(amRemoveVisualParkInfoByCallId(nullptr), 0);
-    EXPECT_EQ(order(), "e b ");
-    EXPECT_STREQ(copy->callId, "v");  // the copy outlives its entry
-    EXPECT_STREQ(copy->parkerUri, "sip:201@pbx");
+    EXPECT_EQ(amRemoveVisualParkInfoByCallId("b"), 1);
+    EXPECT_EQ(amRemoveVisualParkInfoByCallId("b") + amRemoveVisualParkInfoByCallId(nullptr), 0);
+    EXPECT_EQ(order(), "v e ");
+    // The copy outlives its entry, absent texts included.
+    EXPECT_EQ(std::string(copy->callId) + copy->retrieveNumber + copy->parkedUri, "b*881sip:302@pbx");
+    EXPECT_EQ(copy->parkerUri == nullptr && copy->parkerDisplay == nullptr && copy->parkedDisplay == nullptr, true);
+    EXPECT_EQ(copy->state * 100 + copy->line * 10 + copy->callType, 230);
     amFreeVisualParkInfo(copy);
     EXPECT_EQ(amtest::countEvents(AM_VISUAL_PARK_EVENT_NAME), 3);  // removal by call id raises nothing
-    long mark = devhost::liveBlocks();
-    devhost::failNth(1);
-    EXPECT_EQ(amGetVisualCallParkInfoByIndex(0), nullptr);
-    EXPECT_EQ(devhost::liveBlocks(), mark);
 }
 
-TEST_F(VisualPark, AllocationFailureChangesNothingAndStopFreesEverything) {
-    long empty = devhost::liveBlocks();
+TEST_F(VisualPark, AllocationFailureChangesNothing) {
     parse(doc("old"));
-    long mark = devhost::liveBlocks(), before = devhost::allocationCalls();
-    ASSERT_EQ(parse(doc("new")), 0);
-    long calls = devhost::allocationCalls() - before;
-    EXPECT_EQ(calls, 9);  // record, parser, six texts, list append
-    amRemoveVisualParkInfoByCallId("new");
-    devhost::clearEvents();
+    long mark = devhost::liveBlocks();
     for (const char *callId : {"new", "old"}) {  // an addition and a replacement
-        for (long nth = 1; nth <= calls; ++nth) {
+        for (long nth = 1; nth <= 9; ++nth) {    // record, parser, six texts, list append
             devhost::failNth(nth);
             parse(doc(callId));
-            EXPECT_EQ(amtest::countEvents(AM_VISUAL_PARK_EVENT_NAME), 0) << callId << nth;
-            EXPECT_EQ(order(), "old ") << callId << nth;
-            EXPECT_EQ(devhost::liveBlocks(), mark) << callId << nth;
-            EXPECT_EQ(devhost::liveParsers(), 0) << callId << nth;
+            const std::string where = callId + std::to_string(nth);
+            EXPECT_EQ(amtest::countEvents(AM_VISUAL_PARK_EVENT_NAME) + devhost::liveParsers(), 1) << where;
+            EXPECT_EQ(order(), "old ") << where;
+            EXPECT_EQ(devhost::liveBlocks(), mark) << where;
         }
     }
-    devhost::failNone();
-    parse(doc("c2", "parked", "<call-type>video</call-type>" + kRetrieve + kIdentities));
-    EXPECT_EQ(devhost::liveBlocks(), empty + 2 * 7);
-    amVisualParkInfoListUnInit();
-    EXPECT_EQ(devhost::liveBlocks(), empty);
-    EXPECT_EQ(amVisualParkInfoListInit(), 0);
-    EXPECT_EQ(amGetCallParkNum(), 0);
 }
 
 }  // namespace
