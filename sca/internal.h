@@ -7,8 +7,8 @@
 #include <atomic>
 #include <climits>
 #include <cstdlib>
-#include <mutex>
 
+#include "core/util.h"
 #include "platform/am.h"
 
 extern "C" {
@@ -22,36 +22,28 @@ int amLineSeizeStatusReport(int line, int index, int channel, int result);
 namespace am {
 
 // A host list created on first use together with its mutex, both kept until the process
-// ends. The mutex is published before the list, so whoever sees the list also sees the
-// mutex; if either cannot be created neither is kept, and the next use tries again.
+// ends. The mutex is made first, so whoever sees the list also sees it; racing first users
+// install only one list, and a list that cannot be created is tried again by the next use.
 class LazyLockedList {
 public:
     uList *existing() const { return list_.load(std::memory_order_acquire); }
-    SEM_ID lock() const { return lock_.load(std::memory_order_acquire); }
+    // NULL until the list exists: there is nothing to guard before.
+    SEM_ID lock() { return existing() != nullptr ? lock_.get() : nullptr; }
 
     uList *create() {
         uList *list = existing();
         if (list != nullptr) return list;
-        // Only two callers ever race here, once; a plain mutex settles who creates.
-        std::lock_guard<std::mutex> creating(creating_);
-        list = list_.load(std::memory_order_relaxed);
-        if (list != nullptr) return list;
-        list = uListInit(0);
-        if (list == nullptr) return nullptr;
-        SEM_ID sem = semMCreate(0);
-        if (sem == nullptr) {
-            uListUninit(list);
-            return nullptr;
-        }
-        lock_.store(sem, std::memory_order_release);
-        list_.store(list, std::memory_order_release);
+        lock_.get();
+        uList *created = uListInit(0);
+        if (created == nullptr) return nullptr;
+        if (list_.compare_exchange_strong(list, created, std::memory_order_acq_rel)) return created;
+        uListUninit(created);  // another thread won; `list` now holds its list
         return list;
     }
 
 private:
     std::atomic<uList *> list_{nullptr};
-    std::atomic<SEM_ID> lock_{nullptr};
-    std::mutex creating_;
+    LazyMutex lock_;
 };
 
 // Appends a heap copy of a plain entry; false, with nothing kept, when memory runs out.

@@ -95,15 +95,16 @@ TEST_F(LineSeize, RefusedOrUnrememberedRequestsReportNothing) {
     EXPECT_TRUE(amtest::hasLog(1, kSeize, "amLineSeizeAppearanceIdGet: amLineSeizeList null\n"));
     amRequestLineSeizeCancel(1, 2);
     EXPECT_TRUE(amtest::hasLog(1, kSeize, "amLineSeizeDataDelete: amLineSeizeList null\n"));
-    // Sent but not remembered: first the list or its mutex, then the entry or the list's
-    // room for it.
-    for (int phase = 0; phase < 2; ++phase) {
-        for (long nth = 1; nth <= 2; ++nth) {
+    // Sent but not remembered: first the list (at first after its mutex), then the entry
+    // or the list's room for it.
+    const long failing[2][2] = {{2, 1}, {1, 2}};
+    for (const auto &phase : failing) {
+        for (long nth : phase) {
             devhost::failNth(nth);
             EXPECT_EQ(amRequestLineSeize(1, 2, 5), 0) << nth;
             EXPECT_EQ(outcome(1, 2), 0) << nth;
         }
-        ASSERT_EQ(amRequestLineSeize(1, 6, 6), 0);  // list and mutex exist from here on
+        ASSERT_EQ(amRequestLineSeize(1, 6, 6), 0);  // the list exists from here on
         amRequestLineSeizeCancel(1, 6);
     }
     EXPECT_EQ(amtest::countLogs(1, kSeize, "amLineSeizeDataAdd: amLineSeizeList null\n"), 2);
