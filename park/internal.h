@@ -5,6 +5,12 @@
 
 #include "platform/am.h"
 
+extern "C" {
+// Takes a record read from a park-info document into the list, or frees it; the result
+// tells what changed: -1 nothing, 0 added, 1 removed, 2 replaced and moved to the end.
+int amVisualParkInfoUpdate(AmVisualParkInfo *info);
+}
+
 namespace am {
 
 // Both exist from module start to module stop; NULL outside that time (a NULL lock means

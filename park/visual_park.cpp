@@ -33,16 +33,15 @@ int positionOf(const char *callId) {
     return -1;
 }
 
-// Takes `info` into the list or frees it; the result tells which change was made.
-int updateList(AmVisualParkInfo *info) {
-    if (info->state == AM_VISUAL_PARK_STATE_UNKNOWN || info->retrieveNumber == nullptr ||
-        *info->retrieveNumber == '\0' || info->callId == nullptr || *info->callId == '\0') {
-        amFreeVisualParkInfo(info);
-        return kUpdateNoChange;
-    }
-    AmVisualParkInfo *dropped = info;
+}  // namespace
+
+// Takes `info` into the list or frees it, and tells the phone when the list changed. The
+// result says which change was made.
+extern "C" int amVisualParkInfoUpdate(AmVisualParkInfo *info) {
     int result = kUpdateNoChange;
-    {
+    AmVisualParkInfo *dropped = info;
+    if (info != nullptr && info->state != AM_VISUAL_PARK_STATE_UNKNOWN && info->retrieveNumber != nullptr &&
+        *info->retrieveNumber != '\0' && info->callId != nullptr && *info->callId != '\0') {
         am::SemGuard guard(am::visualParkLock());
         uList *list = am::visualParkList();
         int found = positionOf(info->callId);
@@ -58,8 +57,12 @@ int updateList(AmVisualParkInfo *info) {
         }
     }
     amFreeVisualParkInfo(dropped);
+    ostraPrintLog(1, kLog, "%s: update result=[%d]", "amVisualParkInfoUpdate", result);
+    if (result != kUpdateNoChange) amVisualParkRaiseEvent();
     return result;
 }
+
+namespace {
 
 // Copies an element's value into an owned text; a missing value leaves the field NULL.
 // False only when the copy could not be made.
@@ -129,10 +132,7 @@ extern "C" int amVisualParkParse(int line, const char *body) {
         amFreeVisualParkInfo(info);
         return -1;
     }
-    int result = updateList(info);
-    ostraPrintLog(1, kLog, "%s: update result=[%d]", "amVisualParkInfoUpdate", result);
-    if (result != kUpdateNoChange) amVisualParkRaiseEvent();
-    return result;
+    return amVisualParkInfoUpdate(info);
 }
 
 extern "C" int amVisualParkRaiseEvent(void) { return uEventRaise(AM_VISUAL_PARK_EVENT_NAME, nullptr, 0); }

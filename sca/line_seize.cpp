@@ -20,7 +20,7 @@ struct LineSeize {
     int channel;
 };
 
-am::LazyLockedList gLineSeizeList;
+am::LazyLockedList amLineSeizeList;
 
 // Position of the first entry for (line, index), or -1. The caller holds the mutex.
 int positionOf(uList *list, int line, int index) {
@@ -73,13 +73,13 @@ extern "C" int amRequestLineSeizeCancel(int line, int index) {
 }
 
 extern "C" int amLineSeizeDataAdd(int line, int index, int channel) {
-    uList *list = gLineSeizeList.create();
+    uList *list = amLineSeizeList.create();
     if (list == nullptr) {
         ostraPrintLog(1, kLog, "%s: amLineSeizeList null\n", "amLineSeizeDataAdd");
         return -1;
     }
     {
-        am::SemGuard guard(gLineSeizeList.lock());
+        am::SemGuard guard(amLineSeizeList.lock());
         if (am::appendCopy(list, LineSeize{line, index, channel})) return 0;
     }
     ostraPrintLog(1, kLog, "%s: malloc error\n", "amLineSeizeDataAdd");
@@ -87,14 +87,14 @@ extern "C" int amLineSeizeDataAdd(int line, int index, int channel) {
 }
 
 extern "C" int amLineSeizeDataDelete(int line, int index) {
-    uList *list = gLineSeizeList.existing();
+    uList *list = amLineSeizeList.existing();
     if (list == nullptr) {
         ostraPrintLog(1, kLog, "%s: amLineSeizeList null\n", "amLineSeizeDataDelete");
         return -1;
     }
     void *removed = nullptr;
     {
-        am::SemGuard guard(gLineSeizeList.lock());
+        am::SemGuard guard(amLineSeizeList.lock());
         int pos = positionOf(list, line, index);
         if (pos >= 0) removed = uListRemove(list, pos);
     }
@@ -103,12 +103,12 @@ extern "C" int amLineSeizeDataDelete(int line, int index) {
 }
 
 extern "C" int amLineSeizeAppearanceIdGet(int line, int index) {
-    uList *list = gLineSeizeList.existing();
+    uList *list = amLineSeizeList.existing();
     if (list == nullptr) {
         ostraPrintLog(1, kLog, "%s: amLineSeizeList null\n", "amLineSeizeAppearanceIdGet");
         return 0;
     }
-    am::SemGuard guard(gLineSeizeList.lock());
+    am::SemGuard guard(amLineSeizeList.lock());
     int pos = positionOf(list, line, index);
     return pos >= 0 ? static_cast<const LineSeize *>(uListGet(list, pos))->channel : 0;
 }
@@ -138,7 +138,7 @@ extern "C" int amRecvLineSeizeParse(int line, int result, const char *body) {
     {
         // Lookup and removal as one step, so that a cancel cannot come between them (the
         // mutex is recursive: both steps take it again).
-        am::SemGuard guard(gLineSeizeList.lock());
+        am::SemGuard guard(amLineSeizeList.lock());
         channel = amLineSeizeAppearanceIdGet(line, index);
         // A channel that is not positive asked not to be told; such an entry stays.
         if (channel <= 0 || index <= 0) return 0;

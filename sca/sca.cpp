@@ -20,7 +20,7 @@ struct ScaInfo {
     int index;
 };
 
-am::LazyLockedList gScaInfoList;
+am::LazyLockedList amScaInfoList;
 
 struct StateToken {
     const char *token;
@@ -64,13 +64,13 @@ ScaInfo *find(uList *list, int line, int index) {
 
 void resetLine(int line, int state) {
     ostraPrintLog(1, kLog, "%s: line=[%d], state=[%d]\n", "amScaStatusReset", line, state);
-    if (uList *list = gScaInfoList.existing()) {
-        am::SemGuard guard(gScaInfoList.lock());
+    if (uList *list = amScaInfoList.existing()) {
+        am::SemGuard guard(amScaInfoList.lock());
         for (int pos = 0; !uListEol(list, pos); ++pos) {
             ScaInfo *entry = entryAt(list, pos);
             if (entry->line == line) entry->state = state;
         }
-    } else if (gScaInfoList.create() != nullptr) {
+    } else if (amScaInfoList.create() != nullptr) {
         amScaStatusSet(line, 1, state);
     } else {
         ostraPrintLog(1, kLog, "%s: amScaInfoList null\n", "amScaStatusReset");
@@ -119,12 +119,12 @@ extern "C" void amRecvScaParse(int line, const char *body) {
 
 extern "C" int amScaStatusSet(int line, int index, int state) {
     ostraPrintLog(1, kLog, "%s: line=[%d], state=[%d], index=[%d]\n", "amScaStatusSet", line, state, index);
-    uList *list = gScaInfoList.create();
+    uList *list = amScaInfoList.create();
     if (list == nullptr) {
         ostraPrintLog(1, kLog, "%s: amScaInfoList null\n", "amScaStatusSet");
         return -1;
     }
-    am::SemGuard guard(gScaInfoList.lock());
+    am::SemGuard guard(amScaInfoList.lock());
     if (ScaInfo *entry = find(list, line, index)) {
         entry->state = state;
         return 0;
@@ -135,23 +135,23 @@ extern "C" int amScaStatusSet(int line, int index, int state) {
 }
 
 extern "C" int amScaStatusGet(int line, int index) {
-    uList *list = gScaInfoList.existing();
+    uList *list = amScaInfoList.existing();
     if (list == nullptr) {
         ostraPrintLog(1, kLog, "%s: amScaInfoList null\n", "amScaStatusGet");
         return -1;
     }
-    am::SemGuard guard(gScaInfoList.lock());
+    am::SemGuard guard(amScaInfoList.lock());
     const ScaInfo *entry = find(list, line, index);
     return entry != nullptr ? entry->state : -1;
 }
 
 extern "C" int amScaAvailableAppearanceIndexGet(int line) {
-    uList *list = gScaInfoList.existing();
+    uList *list = amScaInfoList.existing();
     if (list == nullptr) {
         ostraPrintLog(1, kLog, "%s: amScaInfoList null\n", "amScaAvailableAppearanceIndexGet");
         return 0;
     }
-    am::SemGuard guard(gScaInfoList.lock());
+    am::SemGuard guard(amScaInfoList.lock());
     int highest = 0;
     for (int pos = 0; !uListEol(list, pos); ++pos) {
         const ScaInfo *entry = entryAt(list, pos);
