@@ -1,6 +1,7 @@
 // Message waiting: message-summary bodies (the line's own mailbox and the summaries of
 // watched numbers) become one AM_MWI_EVENT_NAME each. No state, no lock, no log of its
 // own; every buffer lives on the caller's stack and every copy is bounded.
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <strings.h>
@@ -23,11 +24,23 @@ bool yesAfter(const char *header, std::size_t headerLength) {
 }
 
 // Count texts go through a small scratch buffer so that a count written without its
-// delimiter cannot drag strtol through the rest of the body.
+// delimiter cannot drag strtol through the rest of the body. A count beyond int is held
+// at the limit, as a 32-bit long would hold it, whatever the width of long here.
 int countBetween(const char *from, const char *to) {
     char scratch[32];
     am::copyTextN(scratch, from, static_cast<int>(to - from));
-    return static_cast<int>(std::strtol(scratch, nullptr, 10));
+    long value = std::strtol(scratch, nullptr, 10);
+    if (value > INT_MAX) return INT_MAX;
+    if (value < INT_MIN) return INT_MIN;
+    return static_cast<int>(value);
+}
+
+// A mailbox may claim any counts it likes; their sum must not overflow.
+int addCounts(int a, int b) {
+    long long sum = static_cast<long long>(a) + b;
+    if (sum > INT_MAX) return INT_MAX;
+    if (sum < INT_MIN) return INT_MIN;
+    return static_cast<int>(sum);
 }
 
 // The urgent pair "(new/old)" that follows the old count; each part needs the delimiter
@@ -164,7 +177,7 @@ int amRecvMwiParse(int line, const char *contentType, const char *body, const ch
             reported = number;
         }
     }
-    return amMwiStatusReport(line, newCount + urgentNew, oldCount + urgentOld, waiting, specialServices, msgTypes,
+    return amMwiStatusReport(line, addCounts(newCount, urgentNew), addCounts(oldCount, urgentOld), waiting, specialServices, msgTypes,
                              reported, dialogFlag);
 }
 

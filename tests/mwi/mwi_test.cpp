@@ -38,7 +38,8 @@ TEST_F(Mwi, SummaryBodies) {
         // Each urgent part needs its own delimiter.
         {"Voice-Message: 1/2 (4", "1/2 w1 s-1 m1 4711"},
         {"Voice-Message: 1/2 (4/5", "5/2 w1 s-1 m1 4711"},
-        {"Voice-Message: 0/2 (0/5)\r\n", "0/7 w0 s-1 m1 4711"},
+        // Counts beyond int are held at its limits, and so are their sums.
+        {"Voice-Message: 99999999999/0 (1/-99999999999)\r\n", "2147483647/-2147483648 w1 s-1 m1 4711"},
         {"Voice-Message: " + std::string(500, ' ') + "12/" + std::string(500, '0') + "4 (x", "0/0 w0 s-1 m1 4711"},
         {"Special-Services: yes\r\n", "0/0 w0 s1 m2 4711"},
         {"Voice-Message: 1/1\r\nspecial-services:   No\r\n", "1/1 w1 s0 m3 4711"},
