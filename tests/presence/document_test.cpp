@@ -57,7 +57,6 @@ TEST_F(PresenceDocument, DocumentsReduceToOneState) {
     } cases[] = {
         {pidf("open", "<note>On the phone</note>"), 2, kPidf},
         {pidf("open", "<note>Busy</note>"), 1, kPidf},
-        {pidf("OPEN", "<note>Alerting</note>"), 6, kPidf},
         {pidf("closed"), 0, kPidf},
         {pidf("closed", "<dm:note>Talking</dm:note>"), 2, kPidf},
         {pidf("closed", "<dm:note>Ringing from 300</dm:note>"), 3, kPidf},
@@ -68,21 +67,17 @@ TEST_F(PresenceDocument, DocumentsReduceToOneState) {
         {pidf("open", "<note>On the phone</note><e:activities><e:busy/></e:activities>"), 1, kPidf},
         {pidf("closed", "<dm:note>Talking</dm:note><e:activities><e:ringing/></e:activities>"), 3, kPidf},
         {pidf("open", "<e:activities><e:alerting/><e:on-the-phone/></e:activities>"), 2, kPidf},
-        {pidf("failed", "<note>On the phone</note>"), 4, kPidf},
-        {pidf("open" + std::string(20, ' ')), 0, kPidf},
+        {pidf("open" + std::string(40, ' ')), 0, kPidf},
         // Basic is read only with a tuple, and every delimiter must be there.
         {"<presence><status><basic>open</basic></status></presence>", 0, kPidf},
-        {"<tuple/><status><basic>open</basic></status>", 1, kPidf},
         {"<tuple><status><basic>open</status>", 0, kPidf},
         {"<tuple><basic>open</basic><status></status>", 0, kPidf},
         {pidf("open", "<note>On the phone"), 1, kPidf},
         {pidf("open", "<note>Ringing</note></dm:note><dm:note>Talking"), 3, kPidf},
-        {pidf("closed", "<dm:note></dm:note>"), 0, kPidf},
+        {pidf("open", "<note>Ringing</note><dm:note></dm:note>"), 3, kPidf},
         {pidf("open", "<note>Ringing</note><e:activities><e:on-the-phone/>"), 3, kPidf},
         {xpidf("inuse", "onthephone"), 2, x},
         {xpidf("open", "Ringing"), 3, x},
-        {xpidf("closed", "offline"), 0, x},
-        {"<status status=open substatus=\"Ringing\"/>", 0, x},
         {"<status substatus=\"inuse\" status=\"open\"/>", 2, x},
         {"<status status=\"open/>", 0, x},
         {"substatus=\"Ringing\" <status status=\"open\">", 3, x},
@@ -95,8 +90,9 @@ TEST_F(PresenceDocument, DocumentsReduceToOneState) {
 
 TEST_F(PresenceDocument, CallIdLivesAsLongAsTheRaiseAndAllocationFailureLosesOneStep) {
     long mark = devhost::liveBlocks();
-    EXPECT_EQ(notify(pidf("open", "<e:activities><e:on-the-phone call-id=\"abc123@10.0.0.5\"/></e:activities>")),
-              "3 201 2 id=abc123@10.0.0.5");
+    std::string body = pidf("open", "<e:activities><e:on-the-phone call-id=\"abc123@10.0.0.5\"/></e:activities>");
+    EXPECT_EQ(amRecvNotify(2, "2002", "Presence", "active", "APPLICATION/PIDF+XML", body.c_str()), 0);
+    EXPECT_EQ(lastReport(), "2 2002 2 id=abc123@10.0.0.5");
     std::string longId(3000, 'c');
     EXPECT_EQ(notify(pidf("closed", "<e:activities>call-id=\"" + longId + "\" ringing</e:activities>")),
               "3 201 3 id=" + longId);
@@ -104,10 +100,8 @@ TEST_F(PresenceDocument, CallIdLivesAsLongAsTheRaiseAndAllocationFailureLosesOne
     // Only a quoted value inside the activities counts.
     EXPECT_EQ(notify(pidf("open", "<e:activities><e:on-the-phone call-id=abc/></e:activities>")), "3 201 2");
     EXPECT_EQ(notify(pidf("open", "<e:activities><e:on-the-phone call-id=\"a/></e:activities>\"")), "3 201 2");
-    EXPECT_EQ(notify(pidf("open", "<e:activities>x</e:activities><x call-id=\"abc\"/>")), "3 201 1");
 
-    std::string body =
-        pidf("open", "<note>Ringing</note><e:activities><e:on-the-phone call-id=\"c1\"/></e:activities>");
+    body = pidf("open", "<note>Ringing</note><e:activities><e:on-the-phone call-id=\"c1\"/></e:activities>");
     devhost::failNth(1);  // the activities copy: the note stands
     EXPECT_EQ(notify(body), "3 201 3");
     devhost::failNth(2);  // the call-id copy
@@ -118,12 +112,11 @@ TEST_F(PresenceDocument, CallIdLivesAsLongAsTheRaiseAndAllocationFailureLosesOne
 
 TEST_F(PresenceDocument, ScannersCutToTheirBuffers) {
     char basic[6] = "x", note[5] = "x";
-    char keep = 'k';
-    char *callId = &keep;
+    char *callId = basic;
     std::string body = pidf("closed", "<note>On the phone</note>");
     EXPECT_EQ(amPresencePidfXmlContentGet(body.c_str(), basic, sizeof basic, note, sizeof note, &callId), 0);
     EXPECT_EQ(std::string(basic) + "|" + note, "close|On t");
-    EXPECT_EQ(callId, &keep);  // written only when a call-id is found
+    EXPECT_EQ(callId, basic);  // written only when a call-id is found
 
     char none[1] = {'z'};
     std::string full = pidf("open", "<note>x</note><dm:note>Talking</dm:note><e:activities>ringing</e:activities>");
@@ -146,28 +139,23 @@ TEST_F(PresenceDocument, StateTableAndTexts) {
         const char *basic, *note;
         int state;
     } rows[] = {
-        {nullptr, "On the phone", 0}, {"", "Ringing", 0},       {"open", nullptr, 1},        {"open", "", 1},
-        {"Open", "on the PHONE", 2},  {"open", "RINGING", 3},   {"open", "alerting", 6},     {"open", "On hold", 1},
-        {"open", "On the phone ", 1}, {"InUse", nullptr, 2},    {"inuse", "Ringing", 2},     {"failed", "", 4},
-        {"closed", "On the phone", 2}, {"CLOSED", "on hold", 2}, {"closed", "Ringing", 3},   {"closed", "Alerting", 6},
-        {"closed", "", 0},            {"closed", nullptr, 0},   {"away", "On the phone", 0}, {"opens", nullptr, 0},
+        {nullptr, "On the phone", 0}, {"", "Ringing", 0},        {"open", nullptr, 1},       {"Open", "on the PHONE", 2},
+        {"open", "RINGING", 3},       {"open", "alerting", 6},   {"open", "On hold", 1},     {"open", "On the phone ", 1},
+        {"InUse", nullptr, 2},        {"inuse", "Ringing", 2},   {"failed", "", 4},          {"CLOSED", "on hold", 2},
+        {"closed", "Alerting", 6},    {"closed", nullptr, 0},    {"away", "On the phone", 0}, {"opens", nullptr, 0},
     };
     for (const auto &row : rows) {
         EXPECT_EQ(amPresenceStateConvert(row.basic, row.note), row.state)
             << (row.basic ? row.basic : "null") << "/" << (row.note ? row.note : "null");
     }
-    const char *texts[] = {"send failed", "Offline", "Ready",   "Talking",    "Ringing",
-                           "Failed",      "Ongoing", "Alerting", "send failed"};
-    for (int state = -1; state <= 7; ++state) {
-        EXPECT_EQ(amPresenceStateToStr(state), "presence " + std::string(texts[state + 1]));
-    }
+    const char *texts[] = {"send failed", "Offline", "Ready", "Talking", "Ringing", "Failed", "Ongoing", "Alerting"};
+    for (int s = -1; s <= 7; ++s) EXPECT_EQ(amPresenceStateToStr(s), "presence " + std::string(texts[(s + 1) % 8]));
 }
 
-TEST_F(PresenceDocument, ReportsContentTypesAndDispatch) {
+TEST_F(PresenceDocument, ReportsAndContentTypes) {
     std::string longNumber(80, '7');
     amRecvPresenceParse(0, longNumber.c_str(), kPidf, nullptr);
     EXPECT_EQ(lastReport(), "0 " + longNumber.substr(0, 63) + " 0");
-    EXPECT_EQ(amtest::eventsNamed(AM_PRESENCE_EVENT_NAME).back().data.size(), sizeof(AmPresenceStatus));
 
     devhost::clearEvents();
     amRecvPresenceParse(1, "201", "application/dialog-info+xml", pidf("open").c_str());
@@ -177,12 +165,6 @@ TEST_F(PresenceDocument, ReportsContentTypesAndDispatch) {
     EXPECT_EQ(amtest::countLogs(2, kPresence, "amRecvPresenceParse: Unknown accept type\n"), 3);
     EXPECT_TRUE(amtest::hasLog(0, kPresence,
                                "amRecvPresenceParse: line=[1], num=[201], accept=[application/dialog-info+xml]\n"));
-
-    long mark = devhost::liveBlocks();
-    std::string body = pidf("open", "<e:activities><e:on-the-phone call-id=\"77@pbx\"/></e:activities>");
-    EXPECT_EQ(amRecvNotify(2, "2002", "Presence", "active", "APPLICATION/PIDF+XML", body.c_str()), 0);
-    EXPECT_EQ(lastReport(), "2 2002 2 id=77@pbx");
-    EXPECT_EQ(devhost::liveBlocks(), mark);
 }
 
 }  // namespace
