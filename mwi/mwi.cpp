@@ -13,9 +13,11 @@ namespace {
 
 constexpr char kSummaryType[] = "application/simple-message-summary";
 
+// A blank is a space or a tab, here and where the old count ends.
+constexpr char kBlanks[] = " \t";
+
 const char *skipBlanks(const char *text) {
-    while (*text == ' ' || *text == '\t') ++text;
-    return text;
+    return text + std::strspn(text, kBlanks);
 }
 
 // A header value that is "yes" (in any case) after optional blanks.
@@ -104,7 +106,7 @@ int amMwiNormalMessageParse(const char *body, int *newCount, int *oldCount, int 
             result = 0;
         } else if (const char *slash = std::strchr(start, '/')) {
             newValue = countBetween(start, slash);
-            if (const char *blank = std::strchr(slash + 1, ' ')) {
+            if (const char *blank = std::strpbrk(slash + 1, kBlanks)) {
                 oldValue = countBetween(slash + 1, blank);
                 readUrgent(blank, urgentNewValue, urgentOldValue);
             } else if (const char *crlf = std::strstr(slash + 1, "\r\n")) {

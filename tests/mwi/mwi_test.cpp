@@ -35,6 +35,7 @@ TEST_F(Mwi, SummaryBodies) {
         // The old count ends at the next blank, else CR LF, else is lost.
         {"Messages-Waiting: yes\r\nVoice-Message: 3/7", "3/0 w1 s-1 m1 4711"},
         {"Voice-Message: 3/7\nX: a b", "3/7 w1 s-1 m1 4711"},
+        {"Voice-Message: 3/7\t(1/1)", "4/8 w1 s-1 m1 4711"},
         // Each urgent part needs its own delimiter.
         {"Voice-Message: 1/2 (4", "1/2 w1 s-1 m1 4711"},
         {"Voice-Message: 1/2 (4/5", "5/2 w1 s-1 m1 4711"},
