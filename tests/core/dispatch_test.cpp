@@ -1,4 +1,6 @@
 // Routing of NOTIFYs, MESSAGEs, INFOs and subscription results to their features.
+#include <cstdlib>
+
 #include "am_test.h"
 #include "handlers.h"
 #include "platform/am.h"
@@ -7,121 +9,133 @@ namespace {
 
 using amtest::HostTest;
 using coretest::handlerCalls;
-using Calls = std::vector<std::string>;
 constexpr char kMain[] = "ostra.am.main";
+constexpr char kInvalid[] = "amRecvNotify: invalid event \n";
 
 class CoreDispatch : public HostTest {};
 
-struct NotifyCase {
+// What the last request reached, then forgotten: the feature handlers called and the
+// module events raised (queued asynchronous steps run first), blank-separated.
+std::string reached() {
+    devhost::drainAsync();
+    std::string text;
+    for (const std::string &call : handlerCalls()) text += (text.empty() ? "" : " ") + call;
+    for (const devhost::Event &event : devhost::events()) text += (text.empty() ? "" : " ") + event.name;
+    handlerCalls().clear();
+    devhost::clearEvents();
+    return text;
+}
+
+// The level-2 lines of the main module since the last call, joined.
+std::string warnings() {
+    std::string text;
+    for (const devhost::LogLine &line : amtest::logsOf(kMain, 2)) text += line.text;
+    devhost::clearLogs();
+    return text;
+}
+
+// A NOTIFY ('N') or the result of a SUBSCRIBE ('S') or unSUBSCRIBE ('U'); a result's
+// state is the number written in `state`.
+struct Case {
+    char kind;
     const char *event, *contentType, *state, *body;
     int result;
-    const char *reached;  // "" when no feature handler may be called
+    const char *reached, *warning;
 };
 
-TEST_F(CoreDispatch, NotifyRoutingFollowsCaseAndPrefixRules) {
+int deliver(const Case &c) {
+    switch (c.kind) {
+        case 'S':
+            return amRecvSubscribeResult(1, "201", c.event, c.contentType, std::atoi(c.state), c.body);
+        case 'U':
+            return amRecvUnsubscribeResult(1, "201", c.event, c.contentType, std::atoi(c.state));
+        default:
+            return amRecvNotify(1, "201", c.event, c.state, c.contentType, c.body);
+    }
+}
+
+TEST_F(CoreDispatch, RoutingFollowsCaseAndPrefixRules) {
     const char *park = "application/x-broadworks-callpark-info+XML";
-    const NotifyCase cases[] = {
-        {"message-summary", "ct", "active", "b", 0, "mwi(1,ct,b,201,0)"},
-        {"Dialog-Message-Summary", "ct", "active", "b", 0, "mwi(1,ct,b,201,1)"},
-        {"PRESENCE", "ct", "active", "b", 0, "presence(1,201,ct,b)"},
-        {"Dialog", nullptr, nullptr, nullptr, 0, "dialogInfo(1,201,null,null,null)"},
-        {"presence;id=7", "ct", "active", "b", -1, ""},
-        {"dialogs", "ct", "active", "b", -1, ""},
-        {"check-online;server=\"h:1\"", "ct", "active", "b", 0, ""},
-        {"CHECK-ONLINE", "ct", "active", "b", -1, ""},
-        {"X-BroadWorks-CallPark-Info", "ct", "active", "b", 0, "callPark(1,201,ct,active,b)"},
-        {"x-broadworks-callpar", "ct", "active", "b", -1, ""},
-        {"call-info", park, "active", "b", 0, "callPark(1,201,application/x-broadworks-callpark-info+XML,active,b)"},
-        {"call-info", "application/x-broadworks-callpark-info+xml;v=1", "active", "b", 0, "sca(1,b)"},
-        {"Call-Info", nullptr, "active", "b", 0, "sca(1,b)"},
-        {"line-seize", "ct", "ACTIVE;expires=30", "b", 0, "lineSeize(1,2,b)"},
-        {"line-seize", "ct", "activ", "b", 0, "lineSeize(1,0,b)"},
-        {"line-seize", "ct", "", "b", -1, ""},
-        {"line-seize", "ct", nullptr, "b", -1, ""},
-        {"line-seize", "ct", "active", nullptr, -1, ""},
-        {"park-info", "APPLICATION/PARK-INFO+XML", "active", "b", 0, "visualPark(1,b)"},
-        {"park-info", "application/park-info+xml;v=1", "active", "b", 0, ""},
-        {"firmware_update", "text/plain", "active", "b", 0, ""},
-        {"mcast-dynamic-set", "application/imc+xml", "active", "b", 0, ""},
-        {"ua-profile", "ct", "active", "b", 0, ""},
-        {"x-broadworks-hoteling", "ct", "active", "b", 0, ""},
-        {"dndstatus", "ct", "active", "b", 0, ""},
-        {"as-feature-event", "ct", "active", "b", 0, ""},
-        {"B2BUACSTA", "ct", "active", "b", 0, ""},
-        {nullptr, "ct", "active", "b", -1, ""},
+    const Case cases[] = {
+        {'N', "message-summary", "ct", "active", "b", 0, "mwi(1,ct,b,201,0)", ""},
+        {'N', "Dialog-Message-Summary", "ct", "active", "b", 0, "mwi(1,ct,b,201,1)", ""},
+        {'N', "PRESENCE", "ct", "active", "b", 0, "presence(1,201,ct,b)", ""},
+        {'N', "Dialog", nullptr, nullptr, nullptr, 0, "dialogInfo(1,201,null,null,null)", ""},
+        {'N', "presence;id=7", "ct", "active", "b", -1, "", kInvalid},
+        {'N', "check-online;server=\"h:1\"", "ct", "active", "b", 0, "", ""},
+        {'N', "CHECK-ONLINE", "ct", "active", "b", -1, "", kInvalid},
+        {'N', "X-BroadWorks-CallPark-Info", "ct", "active", "b", 0, "callPark(1,201,ct,active,b)", ""},
+        {'N', "x-broadworks-callpar", "ct", "active", "b", -1, "", kInvalid},
+        {'N', "call-info", park, "active", "b", 0,
+         "callPark(1,201,application/x-broadworks-callpark-info+XML,active,b)", ""},
+        {'N', "call-info", "application/x-broadworks-callpark-info+xml;v=1", "active", "b", 0, "sca(1,b)", ""},
+        {'N', "Call-Info", nullptr, "active", "b", 0, "sca(1,b)", "amMsgContentEqual: param is null \n"},
+        {'N', "line-seize", "ct", "ACTIVE;expires=30", "b", 0, "lineSeize(1,2,b)", ""},
+        {'N', "line-seize", "ct", "activ", "b", 0, "lineSeize(1,0,b)", ""},
+        {'N', "line-seize", "ct", "", "b", -1, "", ""},
+        {'N', "line-seize", "ct", nullptr, "b", -1, "", ""},
+        {'N', "line-seize", "ct", "active", nullptr, -1, "", ""},
+        {'N', "park-info", "APPLICATION/PARK-INFO+XML", "active", "b", 0, "visualPark(1,b)", ""},
+        {'N', "park-info", "application/park-info+xml;v=1", "active", "b", 0, "",
+         "amRecvNotify: visual call park Not supported accept[application/park-info+xml;v=1]!"},
+        {'N', "firmware_update", "text/plain", "active", "b", 0, "", ""},
+        {'N', "mcast-dynamic-set", "text/xml", "active", "b", 0, "",
+         "amRecvNotify: Dynamic mcast Not supported accept[text/xml]!"},
+        {'N', "ua-profile", "ct", "active", "b", 0, "", ""},
+        {'N', "x-broadworks-hoteling", "ct", "active", "b", 0, "", ""},
+        {'N', "dndstatus", "ct", "active", "b", 0, "", ""},
+        {'N', "as-feature-event", "ct", "active", "b", 0, "", ""},
+        {'N', "B2BUACSTA", "ct", "active", "b", 0, "", ""},
+        {'N', "hold", "ct", nullptr, nullptr, 0, AM_HOLD_EVENT_NAME, ""},
+        {'N', "push-xml-event", "text/xml", nullptr, "<a/>", 0, "",
+         "amRecvNotify: Push xml Not supported accept[text/xml]!"},
+        {'N', "ACTIVE-URI", "message/sipfrag", nullptr, "GET x", 0, AM_ACTIVE_URI_EVENT_NAME, ""},
+        {'N', "active-uri", "message/sipfrag", nullptr, nullptr, 0, "", ""},
+        {'N', "ACTIVE-URI", "text/xml", nullptr, "b", 0, "",
+         "amRecvNotify: active uri Not supported accept[text/xml]!"},
+        {'N', "sync-server-time", "text/xml", nullptr, "Date: x", 0, "",
+         "amRecvNotify: sync server time Not supported accept[text/xml]!"},
+        {'N', nullptr, "ct", "active", "b", -1, "", "amRecvNotify: param is NULL \n"},
+        {'S', "Presence", "ct", "1", "b", 0, "presenceSubscribed(1,201,1)", ""},
+        {'S', "dialog", "ct", "0", "b", 0, "dialogSubscribed(1,201,0)", ""},
+        {'S', "line-seize", "ct", "0", "b", 0, "lineSeize(1,0,b)", ""},
+        {'S', "LINE-SEIZE", "ct", "200", "b", 0, "lineSeize(1,1,b)", ""},
+        {'S', "dialog-message-summary", "ct", "1", "b", 0, "", ""},
+        {'S', "dialog-message-summary", "ct", "-1", "b", 0, "mwiFailed(1,201,1)", ""},
+        {'S', "x-broadworks-hoteling", "ct", "1", "b", 0, "", ""},
+        {'S', "message-summary", "ct", "1", "b", -1, "", "amRecvSubscribeResult: invalid event \n"},
+        {'S', nullptr, "ct", "1", "b", -1, "", "amRecvSubscribeResult: param is NULL \n"},
+        {'U', "PRESENCE", "ct", "1", "b", 0, "presenceUnsubscribed(1,201,1)", ""},
+        {'U', "dialog", "ct", "0", "b", 0, "dialogUnsubscribed(1,201,0)", ""},
+        {'U', "line-seize", "ct", "1", "b", 0, "", ""},
+        {'U', nullptr, "ct", "1", "b", -1, "", "amRecvUnsubscribeResult: param is NULL \n"},
     };
-    for (const NotifyCase &c : cases) {
-        std::string label = c.event != nullptr ? c.event : "null";
-        handlerCalls().clear();
-        devhost::clearLogs();
-        EXPECT_EQ(amRecvNotify(1, "201", c.event, c.state, c.contentType, c.body), c.result) << label;
-        EXPECT_EQ(handlerCalls(), *c.reached ? Calls{c.reached} : Calls{}) << label;
-        bool invalid = amtest::hasLog(2, kMain, "amRecvNotify: invalid event \n");
-        EXPECT_EQ(invalid, c.result == -1 && c.event != nullptr && label != "line-seize") << label;
+    for (const Case &c : cases) {
+        std::string label = c.kind + std::string(":") + (c.event != nullptr ? c.event : "null");
+        EXPECT_EQ(deliver(c), c.result) << label;
+        EXPECT_EQ(reached(), c.reached) << label;
+        EXPECT_EQ(warnings(), c.warning) << label;
     }
-    EXPECT_TRUE(amtest::hasLog(2, kMain, "amRecvNotify: param is NULL \n"));
-    devhost::clearLogs();
-    amRecvNotify(1, nullptr, "Dialog", nullptr, nullptr, nullptr);
-    EXPECT_EQ(amtest::dumpLogs(), "[0] ostra.am.main: amRecvNotify: line=1, number=, event=Dialog, accept=\n\n");
-    EXPECT_TRUE(devhost::events().empty());
-}
-
-TEST_F(CoreDispatch, WrongContentTypeIsLoggedAndAnswersZero) {
-    const char *rows[][2] = {{"push-xml-event", "Push xml"},
-                             {"mcast-dynamic-set", "Dynamic mcast"},
-                             {"ACTIVE-URI", "active uri"},
-                             {"park-info", "visual call park"},
-                             {"sync-server-time", "sync server time"}};
-    for (auto &row : rows) {
-        EXPECT_EQ(amRecvNotify(1, "201", row[0], nullptr, "text/xml", "<a/>"), 0) << row[0];
-        std::string text = std::string("amRecvNotify: ") + row[1] + " Not supported accept[text/xml]!";
-        EXPECT_TRUE(amtest::hasLog(2, kMain, text)) << text;
-    }
-    EXPECT_TRUE(devhost::events().empty());
-    EXPECT_EQ(devhost::asyncPending(), 0);
     EXPECT_TRUE(devhost::syncedDates().empty());
+    devhost::clearLogs();
+    amRecvNotify(1, nullptr, "ua-profile", nullptr, nullptr, nullptr);
+    amRecvUnsubscribeResult(1, nullptr, "presence", nullptr, 1);
+    EXPECT_EQ(amtest::dumpLogs(),
+              "[0] ostra.am.main: amRecvNotify: line=1, number=, event=ua-profile, accept=\n\n"
+              "[0] ostra.am.main: amRecvUnsubscribeResult: line=1, number=, event=presence, accept=, state=1\n\n");
+    EXPECT_EQ(reached(), "presenceUnsubscribed(1,null,1)");
 }
 
-TEST_F(CoreDispatch, CoreOwnedNotifyRows) {
-    amRecvNotify(1, "201", "ACS-Request;server=\"http://acs\"", nullptr, nullptr, nullptr);
+TEST_F(CoreDispatch, CoreOwnedNotifyRowsReadHeaderOrBody) {
+    amRecvNotify(1, "201", "ACS-Request;server=\"http://acs\"", nullptr, nullptr, "server=body");
+    amRecvNotify(1, "201", "clicktotalk", nullptr, "ct", "555");
+    amRecvNotify(1, "201", "TALK", nullptr, "ct", "4");
     EXPECT_STREQ(amtest::onlyRecord<AmAcsRequest>(AM_ACS_REQUEST_EVENT_NAME).server, "http://acs");
-    amRecvNotify(1, "201", "clickToTalk", nullptr, "ct", "555");
-    amRecvNotify(1, "201", "clicktotalk", nullptr, "ct", nullptr);
     EXPECT_STREQ(amtest::onlyRecord<AmClickToTalk>(AM_CLICK_TO_TALK_EVENT_NAME).number, "555");
-    EXPECT_TRUE(amtest::hasLog(0, kMain, "amRecvClickToTalkProcess: body=555, line=1\n"));
-    EXPECT_TRUE(amtest::hasLog(0, kMain, "amRecvClickToTalkProcess: body is NULL.\n"));
-    amRecvNotify(1, "201", "Talk", nullptr, "ct", "4");
-    amRecvNotify(1, "201", "hold", nullptr, "ct", nullptr);
     EXPECT_EQ(amtest::onlyRecord<int>(AM_TALK_EVENT_NAME), 4);
-    EXPECT_EQ(amtest::onlyRecord<int>(AM_HOLD_EVENT_NAME), 0);
-}
-
-TEST_F(CoreDispatch, SubscriptionResults) {
-    EXPECT_EQ(amRecvSubscribeResult(1, "201", "Presence", nullptr, 1, nullptr), 0);
-    EXPECT_EQ(amRecvSubscribeResult(1, "201", "dialog", "ct", 0, nullptr), 0);
-    EXPECT_EQ(amRecvSubscribeResult(2, "9", "line-seize", "ct", 0, "x"), 0);
-    EXPECT_EQ(amRecvSubscribeResult(2, "9", "LINE-SEIZE", "ct", 200, "y"), 0);
-    EXPECT_EQ(amRecvSubscribeResult(3, "8", "dialog-message-summary", "ct", 1, nullptr), 0);
-    EXPECT_EQ(amRecvSubscribeResult(3, "8", "dialog-message-summary", "ct", -1, nullptr), 0);
-    EXPECT_EQ(amRecvSubscribeResult(3, "8", "x-broadworks-hoteling", "ct", 1, nullptr), 0);
-    EXPECT_EQ(amRecvUnsubscribeResult(1, nullptr, "PRESENCE", "ct", 1), 0);
-    EXPECT_EQ(amRecvUnsubscribeResult(1, "201", "dialog", "ct", 0), 0);
-    EXPECT_EQ(amRecvUnsubscribeResult(1, "201", "line-seize", nullptr, 1), 0);
-    EXPECT_EQ(handlerCalls(), (Calls{"presenceSubscribed(1,201,1)", "dialogSubscribed(1,201,0)", "lineSeize(2,0,x)",
-                                     "lineSeize(2,1,y)", "mwiFailed(3,8,1)", "presenceUnsubscribed(1,null,1)",
-                                     "dialogUnsubscribed(1,201,0)"}));
-    EXPECT_EQ(amtest::logsOf(kMain, 2).size(), 0u) << amtest::dumpLogs();
-    EXPECT_TRUE(amtest::hasLog(0, kMain, "amRecvSubscribeResult: line=1, number=201, event=Presence, accept=, state=1\n"));
-    EXPECT_TRUE(amtest::hasLog(0, kMain,
-                               "amRecvUnsubscribeResult: line=1, number=201, event=line-seize, accept=, state=1\n"));
-
-    EXPECT_EQ(amRecvSubscribeResult(3, "8", "message-summary", "ct", 1, nullptr), -1);
-    EXPECT_TRUE(amtest::hasLog(2, kMain, "amRecvSubscribeResult: invalid event \n"));
-    EXPECT_EQ(amRecvSubscribeResult(3, "8", nullptr, "ct", 1, nullptr), -1);
-    EXPECT_EQ(amRecvUnsubscribeResult(1, "201", nullptr, nullptr, 1), -1);
-    EXPECT_TRUE(amtest::hasLog(2, kMain, "amRecvSubscribeResult: param is NULL \n"));
-    EXPECT_TRUE(amtest::hasLog(2, kMain, "amRecvUnsubscribeResult: param is NULL \n"));
-    EXPECT_EQ(handlerCalls().size(), 7u);
+    amRecvNotify(1, "201", "clickToTalk", nullptr, "ct", nullptr);
+    EXPECT_EQ(amtest::logsOf(kMain, 0).back().text, "amRecvClickToTalkProcess: body is NULL.\n");
+    EXPECT_TRUE(amtest::hasLog(0, kMain, "amRecvClickToTalkProcess: body=555, line=1\n"));
 }
 
 TEST_F(CoreDispatch, MessageRouting) {
@@ -134,26 +148,13 @@ TEST_F(CoreDispatch, MessageRouting) {
     long mark = devhost::liveBlocks();
     EXPECT_EQ(amRecvMessage(1, "201", "n", "TEXT/PLAIN", "hi"), 0);
     EXPECT_EQ(amRecvMessage(1, "201", "n", "text/medical", "hi"), 0);
-    EXPECT_EQ(amRecvMessage(1, "201", "ann", "text/xml-pushinfo", "x"), 30);  // xmlService?user=201&number=ann
+    amRecvMessage(1, "201", "ann", "text/xml-pushinfo", "x");
     EXPECT_EQ(devhost::asyncPending(), 0);
     EXPECT_EQ(devhost::liveBlocks(), mark);
     EXPECT_EQ(amRecvMessage(1, "201", "n", "Application/XML", "<a/>"), 0);
     EXPECT_EQ(amRecvMessage(3, "200", "n", "application/active-uri", "GET x"), 0);
     EXPECT_EQ(amtest::onlyRecord<AmActiveUri>(AM_ACTIVE_URI_EVENT_NAME).source, AM_ACTIVE_URI_SOURCE_MESSAGE);
-    devhost::drainAsync();
-    EXPECT_EQ(amtest::countEvents(AM_PUSH_XML_EVENT_NAME), 1);
-}
-
-TEST_F(CoreDispatch, InfoRouting) {
-    EXPECT_EQ(amRecvInfo(nullptr), -1);
-    AmInfoRecord remote = {1, "201", "application/RemoteControl+xml", "<cmd/>"};
-    EXPECT_EQ(amRecvInfo(&remote), 0);
-    EXPECT_EQ(devhost::logs().size(), 1u);
-    AmInfoRecord unknown = {1, nullptr, nullptr, "x"};
-    EXPECT_EQ(amRecvInfo(&unknown), -1);
-    EXPECT_TRUE(amtest::hasLog(1, kMain, "amRecvInfo: line=[1] number=[] contentType=[]"));
-    EXPECT_TRUE(amtest::hasLog(2, kMain, "amRecvInfo: Unknown content type[]"));
-    EXPECT_TRUE(devhost::events().empty());
+    EXPECT_EQ(reached(), std::string(AM_ACTIVE_URI_EVENT_NAME) + " " + AM_PUSH_XML_EVENT_NAME);
 }
 
 }  // namespace

@@ -1,14 +1,28 @@
 // Single-event reports and the small body parsers.
+#include <climits>
+
 #include "am_test.h"
 #include "platform/am.h"
 
 namespace {
 
-using amtest::HostTest;
 using amtest::onlyRecord;
 constexpr char kMain[] = "ostra.am.main";
 
-class CoreReports : public HostTest {};
+class CoreReports : public amtest::HostTest {};
+
+TEST_F(CoreReports, ChannelIsTheNumberTheBodyBeginsWith) {
+    const struct {
+        const char *body;
+        int channel;
+    } cases[] = {{"3", 3}, {"12 x", 12}, {"abc", 0}, {nullptr, 0}, {"99999999999", INT_MAX}, {"-99999999999", INT_MIN}};
+    for (const auto &c : cases) {
+        devhost::clearEvents();
+        amRecvHoldProcess(c.body);
+        EXPECT_EQ(onlyRecord<int>(AM_HOLD_EVENT_NAME), c.channel) << (c.body != nullptr ? c.body : "null");
+    }
+    EXPECT_TRUE(amtest::hasLog(0, kMain, "amRecvHoldProcess: body=3, chan=3\n"));
+}
 
 std::string acsServer(const char *eventText) {
     devhost::clearEvents();
@@ -29,41 +43,37 @@ TEST_F(CoreReports, FixedFieldsAreCutToCapacity) {
     std::string longText(300, '7');
     amRecvRefer(2, longText.c_str(), 1);
     AmClickToTalk click = onlyRecord<AmClickToTalk>(AM_CLICK_TO_TALK_EVENT_NAME);
-    EXPECT_EQ(std::string(click.number), longText.substr(0, 63));
-    EXPECT_EQ(click.line * 10 + click.flag, 21);
+    EXPECT_EQ(std::string(click.number) + "/" + std::to_string(click.line) + "/" + std::to_string(click.flag),
+              longText.substr(0, 63) + "/2/1");
     amRecvRegisterDateReport(longText.c_str());
-    auto date = amtest::eventsNamed(AM_REGISTER_DATE_EVENT_NAME).at(0).data;
-    EXPECT_EQ(date.size(), 64u);
-    EXPECT_EQ(date.back(), 0);
-    amActiveUriReport(1, longText.c_str(), "b", 0);
-    EXPECT_EQ(std::string(onlyRecord<AmActiveUri>(AM_ACTIVE_URI_EVENT_NAME).number), longText.substr(0, 63));
-    AmInfoRecord kts = {4, longText.c_str(), "kts", "queue"};
-    amRecvInfo(&kts);
-    EXPECT_EQ(std::string(onlyRecord<AmKtsInfo>(AM_KTS_INFO_EVENT).number), longText.substr(0, 191));
+    std::vector<unsigned char> date(64, '7');
+    date.back() = 0;
+    EXPECT_EQ(amtest::eventsNamed(AM_REGISTER_DATE_EVENT_NAME).at(0).data, date);
 }
 
-TEST_F(CoreReports, KtsCommandsAndTextPlainInfo) {
-    const char *bodies[] = {"Queue", "cancelQueue", "phonebookSize", "phonebookName", "phonebookNumber", "lineBusy"};
-    for (const char *body : bodies) {
-        AmInfoRecord request = {4, "300", "KTS", body};
-        EXPECT_EQ(amRecvInfo(&request), 0);
+TEST_F(CoreReports, InfoRoutesAndCommands) {
+    EXPECT_EQ(amRecvInfo(nullptr), -1);
+    std::vector<AmInfoRecord> infos;
+    for (const char *body : {"Queue", "cancelQueue", "phonebookSize", "phonebookName", "phonebookNumber", "lineBusy"})
+        infos.push_back({4, "300", "KTS", body});
+    infos.insert(infos.end(), {{4, "300", "kts", nullptr},
+                               {1, "201", "application/RemoteControl+xml", "<c/>"},
+                               {4, "300", "text/plain", "ab"},
+                               {4, "300", "TEXT/PLAIN", "ab"},
+                               {1, nullptr, nullptr, "x"}});
+    for (const AmInfoRecord &info : infos) amRecvInfo(&info);
+    // KTS commands as digits, the text/plain record as its bytes.
+    std::string seen, warnings;
+    for (const devhost::Event &event : devhost::events()) {
+        seen += event.name == AM_KTS_INFO_EVENT ? std::to_string(amtest::record<AmKtsInfo>(event).command)
+                                                : std::string(event.data.begin(), event.data.end());
     }
-    auto events = amtest::eventsNamed(AM_KTS_INFO_EVENT);
-    ASSERT_EQ(events.size(), 6u);
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(amtest::record<AmKtsInfo>(events[i]).command, i) << bodies[i];
-    devhost::clearLogs();
-    AmInfoRecord empty = {4, "300", "kts", nullptr};
-    EXPECT_EQ(amRecvInfo(&empty), -1);
-    EXPECT_EQ(amtest::countEvents(AM_KTS_INFO_EVENT), 6);
-    EXPECT_EQ(amtest::logsOf(kMain, 2).size(), 1u);
-
-    AmInfoRecord shortBody = {4, "300", "text/plain", "ab"};
-    AmInfoRecord capitals = {4, "300", "TEXT/PLAIN", "ab"};
-    EXPECT_EQ(amRecvInfo(&shortBody), 0);
-    EXPECT_EQ(amRecvInfo(&capitals), -1);
-    EXPECT_EQ(amtest::eventsNamed(AM_TEXT_PLAIN_INFO_EVENT_NAME).at(0).data,
-              (std::vector<unsigned char>{'a', 'b', 0, 0}));
-    EXPECT_TRUE(amtest::hasLog(2, kMain, "amRecvInfo: Unknown content type[TEXT/PLAIN]"));
+    EXPECT_EQ(seen, std::string("012345ab\0\0", 10));
+    for (const devhost::LogLine &line : amtest::logsOf(kMain, 2)) warnings += line.text + "|";
+    EXPECT_EQ(warnings, "amRecvInfo: kts info without body, ignored\n|amRecvInfo: Unknown content type[TEXT/PLAIN]|"
+                        "amMsgContentEqual: param is null \n|amMsgContentEqual: param is null \n|"
+                        "amRecvInfo: Unknown content type[]|");
+    EXPECT_TRUE(amtest::hasLog(1, kMain, "amRecvInfo: line=[1] number=[] contentType=[]"));
 }
 
 TEST_F(CoreReports, CheckOnlineAndFirmwareParsers) {
@@ -75,11 +85,8 @@ TEST_F(CoreReports, CheckOnlineAndFirmwareParsers) {
     int protocol = 0;
     std::string body = "Server: " + std::string(60, 's') + "\r\nFilename:fw.bin\r\nPassword: pw\r\nProtocol:x\r\n";
     amFirmwareUpdateBodyContentParse(body.c_str(), server, filename, user, password, &protocol);
-    EXPECT_EQ(std::string(server), " " + std::string(46, 's'));
-    EXPECT_STREQ(filename, "fw.bin");
-    EXPECT_STREQ(user, "");
-    EXPECT_STREQ(password, " pw");
-    EXPECT_EQ(protocol, 1);
+    EXPECT_EQ(std::string(server) + "|" + filename + "|" + user + "|" + password + "|" + std::to_string(protocol),
+              " " + std::string(46, 's') + "|fw.bin|| pw|1");
     amFirmwareUpdateBodyContentParse("User: unterminated Protocol:0", server, filename, user, password, &protocol);
     EXPECT_STREQ(user, "");
     EXPECT_EQ(protocol, 0);
