@@ -194,8 +194,13 @@ void amPendingTimerExpired(int line) {
         ostraPrintLog(2, kLog, "%s: Line Info Not Find! line=[%d].", "amPendingTimerExpired", line);
         return;
     }
+    // This firing may be a late one: a confirm that took the mutex first could no longer
+    // delete it and has armed a fresh timer, whose id is the one stored. Deleting the
+    // stored id before disarming or rearming keeps one timer per line; for the timer that
+    // is firing it is a no-op.
     auto *timedOut = static_cast<PendingNode *>(uListRemove(info->queue, 0));
     if (timedOut == nullptr) {
+        uTimerDel(info->timerId);
         info->timerId = -1;  // idle until the next request
         return;
     }
@@ -206,7 +211,10 @@ void amPendingTimerExpired(int line) {
     // Rearmed even when nothing is left, so an idle line is reached one timeout later;
     // unless a result delivered from inside the send has already armed a timer for the
     // head now on the wire, which a second one would only duplicate.
-    if (info->timerId == timerId) armTimer(info);
+    if (info->timerId == timerId) {
+        uTimerDel(timerId);
+        armTimer(info);
+    }
 }
 
 int amPendingCancel(int type, int line, const char *number) {
