@@ -15,27 +15,20 @@ class BlfSubscribe : public amtest::HostTest {};
 TEST_F(BlfSubscribe, SubscribeAndUnsubscribeRecords) {
     devhost::line(1).subscribeExpires = 1800;
     ASSERT_EQ(amRequestBlf(1, "201"), 0);
-    auto subs = subscribes();
-    ASSERT_EQ(subs.size(), 1u);
-    EXPECT_EQ(subs[0].reserved, 0);
-    EXPECT_EQ(subs[0].line, 1);
-    EXPECT_EQ(subs[0].number, "201");
-    EXPECT_EQ(subs[0].expires, 1800);
-    EXPECT_EQ(subs[0].flag, 1);
-    EXPECT_EQ(subs[0].event, "dialog");
-    EXPECT_EQ(subs[0].accept, "application/dialog-info+xml");
-    EXPECT_FALSE(subs[0].hasContentType);
-    EXPECT_FALSE(subs[0].hasBody);
-    EXPECT_FALSE(subs[0].hasExtra);
+    ASSERT_EQ(subscribes().size(), 1u);
+    const devhost::Request sub = subscribes()[0];
+    EXPECT_EQ(std::to_string(sub.line) + "|" + sub.number + "|" + std::to_string(sub.expires) + "|" +
+                  std::to_string(sub.flag) + "|" + sub.event + "|" + sub.accept,
+              "1|201|1800|1|dialog|application/dialog-info+xml");
+    EXPECT_FALSE(sub.reserved || sub.hasContentType || sub.hasBody || sub.hasExtra);
 
     EXPECT_EQ(amSendBlfSubscribeWithBody(1, "202", 1, "<x/>"), 0);
     EXPECT_EQ(subscribes().back().body, "<x/>");
     EXPECT_EQ(amSendBlfSubscribe(1, "202", 0), 0);
-    auto unsubs = unsubscribes();
-    ASSERT_EQ(unsubs.size(), 1u);
-    EXPECT_EQ(unsubs[0].number, "202");
-    EXPECT_EQ(unsubs[0].event, "dialog");
-    EXPECT_EQ(unsubs[0].accept, "application/dialog-info+xml");
+    ASSERT_EQ(unsubscribes().size(), 1u);
+    const devhost::Request unsub = unsubscribes()[0];
+    EXPECT_EQ(std::to_string(unsub.line) + "|" + unsub.number + "|" + unsub.event + "|" + unsub.accept,
+              "1|202|dialog|application/dialog-info+xml");
 }
 
 TEST_F(BlfSubscribe, InvalidArgumentsAndUnregisteredLines) {
@@ -79,6 +72,7 @@ TEST_F(BlfSubscribe, CancelWithdrawsAWaitingSubscribeOrQueuesAnUnsubscribe) {
     devhost::line(1).multiDialog = 1;
     amRequestBlf(1, "201");
     amRequestBlf(1, "202");
+    EXPECT_TRUE(hasLog(0, kDialog, "amRequestBlf: have pending blf, append it!"));
     amBlfStatusPriorityGet(1, "202", AM_BLF_STATE_TALKING, "a");
     amRequestBlfCancel(1, "202");
     EXPECT_TRUE(hasLog(0, kDialog, "amRequestBlfCancel: have pending request, no need cancel."));
