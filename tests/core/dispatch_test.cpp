@@ -36,6 +36,8 @@ std::string warnings() {
 
 // A NOTIFY ('N') or the result of a SUBSCRIBE ('S') or unSUBSCRIBE ('U'); a result's
 // state is the number written in `state`.
+// Routes whose feature tests deliver real documents through these entry points (MWI, presence,
+// call park, visual park, line seize) are left to those tests; the rows here hold the rest.
 struct Case {
     char kind;
     const char *event, *contentType, *state, *body;
@@ -55,27 +57,18 @@ int deliver(const Case &c) {
 }
 
 TEST_F(CoreDispatch, RoutingFollowsCaseAndPrefixRules) {
-    const char *park = "application/x-broadworks-callpark-info+XML";
     const Case cases[] = {
-        {'N', "message-summary", "ct", "active", "b", 0, "mwi(1,ct,b,201,0)", ""},
-        {'N', "Dialog-Message-Summary", "ct", "active", "b", 0, "mwi(1,ct,b,201,1)", ""},
-        {'N', "PRESENCE", "ct", "active", "b", 0, "presence(1,201,ct,b)", ""},
         {'N', "Dialog", nullptr, nullptr, nullptr, 0, "dialogInfo(1,201,null,null,null)", ""},
         {'N', "presence;id=7", "ct", "active", "b", -1, "", kInvalid},
         {'N', "check-online;server=\"h:1\"", "ct", "active", "b", 0, "", ""},
         {'N', "CHECK-ONLINE", "ct", "active", "b", -1, "", kInvalid},
-        {'N', "X-BroadWorks-CallPark-Info", "ct", "active", "b", 0, "callPark(1,201,ct,active,b)", ""},
         {'N', "x-broadworks-callpar", "ct", "active", "b", -1, "", kInvalid},
-        {'N', "call-info", park, "active", "b", 0,
-         "callPark(1,201,application/x-broadworks-callpark-info+XML,active,b)", ""},
         {'N', "call-info", "application/x-broadworks-callpark-info+xml;v=1", "active", "b", 0, "sca(1,b)", ""},
         {'N', "Call-Info", nullptr, "active", "b", 0, "sca(1,b)", "amMsgContentEqual: param is null \n"},
-        {'N', "line-seize", "ct", "ACTIVE;expires=30", "b", 0, "lineSeize(1,2,b)", ""},
         {'N', "line-seize", "ct", "activ", "b", 0, "lineSeize(1,0,b)", ""},
         {'N', "line-seize", "ct", "", "b", -1, "", ""},
         {'N', "line-seize", "ct", nullptr, "b", -1, "", ""},
         {'N', "line-seize", "ct", "active", nullptr, -1, "", ""},
-        {'N', "park-info", "APPLICATION/PARK-INFO+XML", "active", "b", 0, "visualPark(1,b)", ""},
         {'N', "park-info", "application/park-info+xml;v=1", "active", "b", 0, "",
          "amRecvNotify: visual call park Not supported accept[application/park-info+xml;v=1]!"},
         {'N', "firmware_update", "text/plain", "active", "b", 0, "", ""},
@@ -99,13 +92,10 @@ TEST_F(CoreDispatch, RoutingFollowsCaseAndPrefixRules) {
         {'S', "Presence", "ct", "1", "b", 0, "presenceSubscribed(1,201,1)", ""},
         {'S', "dialog", "ct", "0", "b", 0, "dialogSubscribed(1,201,0)", ""},
         {'S', "line-seize", "ct", "0", "b", 0, "lineSeize(1,0,b)", ""},
-        {'S', "LINE-SEIZE", "ct", "200", "b", 0, "lineSeize(1,1,b)", ""},
         {'S', "dialog-message-summary", "ct", "1", "b", 0, "", ""},
-        {'S', "dialog-message-summary", "ct", "-1", "b", 0, "mwiFailed(1,201,1)", ""},
         {'S', "x-broadworks-hoteling", "ct", "1", "b", 0, "", ""},
         {'S', "message-summary", "ct", "1", "b", -1, "", "amRecvSubscribeResult: invalid event \n"},
         {'S', nullptr, "ct", "1", "b", -1, "", "amRecvSubscribeResult: param is NULL \n"},
-        {'U', "PRESENCE", "ct", "1", "b", 0, "presenceUnsubscribed(1,201,1)", ""},
         {'U', "dialog", "ct", "0", "b", 0, "dialogUnsubscribed(1,201,0)", ""},
         {'U', "line-seize", "ct", "1", "b", 0, "", ""},
         {'U', nullptr, "ct", "1", "b", -1, "", "amRecvUnsubscribeResult: param is NULL \n"},
