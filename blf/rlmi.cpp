@@ -34,38 +34,35 @@ int amDialogResourceXmlContentGet(int line, const char *number, const char *body
         return 0;
     }
     const int length = static_cast<int>(std::strlen(body));
-    {
-        am::XmlDoc xml("blf");
-        if (!xml.created()) {
-            ostraPrintLog(2, kLog, "%s: create blf nc failed!", kFunction);
+    am::XmlDoc xml("blf");
+    if (!xml.created()) {
+        ostraPrintLog(2, kLog, "%s: create blf nc failed!", kFunction);
+        return 0;
+    }
+    if (!xml.parse(body, 1)) {
+        // Not well-formed: read it again as text.
+        if (amDialogResourceTxtContentGet(line, number, body, contentType, subscriptionState) == -1) {
+            ostraPrintLog(3, kLog, "%s: parse blf content failed!", kFunction);
             return 0;
         }
-        if (xml.parse(body, 1)) {
-            ncElement *list = xml.element("list");
-            if (list == nullptr || uListSize(list->children) == 0) return length;
-            if (amBlfListFullStateValueGet(body) == 1) amBlfListClearReport(line);
-            for (ncElement *member : am::children(list)) {
-                if (member == nullptr) continue;
-                char uri[96] = {};
-                char name[64] = {};
-                // The paths "resource" and "resource.name" from the member itself.
-                if (std::strcmp(member->name, "resource") != 0) continue;
-                am::copyText(uri, ncGetElementAttr(member, "uri"));
-                for (ncElement *child : am::children(member)) {
-                    if (child != nullptr && std::strcmp(child->name, "name") == 0) {
-                        am::copyText(name, ncGetElementValue(child));
-                        break;
-                    }
-                }
-                reportMember(line, uri, name);
-            }
-            return length;
-        }
+        return length;
     }
-    // Not well-formed: read it again as text, with the parser context already released.
-    if (amDialogResourceTxtContentGet(line, number, body, contentType, subscriptionState) == -1) {
-        ostraPrintLog(3, kLog, "%s: parse blf content failed!", kFunction);
-        return 0;
+    ncElement *list = xml.element("list");
+    if (list == nullptr || uListSize(list->children) == 0) return length;
+    if (amBlfListFullStateValueGet(body) == 1) amBlfListClearReport(line);
+    for (ncElement *member : am::children(list)) {
+        // The paths "resource" and "resource.name" from the member itself.
+        if (member == nullptr || std::strcmp(member->name, "resource") != 0) continue;
+        char uri[96] = {};
+        char name[64] = {};
+        am::copyText(uri, ncGetElementAttr(member, "uri"));
+        for (ncElement *child : am::children(member)) {
+            if (child != nullptr && std::strcmp(child->name, "name") == 0) {
+                am::copyText(name, ncGetElementValue(child));
+                break;
+            }
+        }
+        reportMember(line, uri, name);
     }
     return length;
 }
