@@ -1,34 +1,14 @@
 // The dialog-info text scanner and the URI number rules.
-#include <cstdlib>
 #include <string>
 
-#include "am_test.h"
-#include "platform/am.h"
+#include "dialog_fixture.h"
 
 namespace {
 
-using amtest::countLogs;
 using amtest::hasLog;
+using namespace dialogtest;
 
-constexpr char kModule[] = "ostra.am.dialogInfo";
-
-class Scanner : public amtest::HostTest {
-protected:
-    // A heap copy of exactly the text's size, so that AddressSanitizer catches any read
-    // past its terminating NUL.
-    const char *exact(const std::string &text) {
-        char *copy = static_cast<char *>(std::malloc(text.size() + 1));
-        std::memcpy(copy, text.c_str(), text.size() + 1);
-        copies_.push_back(copy);
-        return copy;
-    }
-    void TearDown() override {
-        for (char *copy : copies_) std::free(copy);
-        EXPECT_EQ(devhost::liveBlocks(), 0);
-        amtest::HostTest::TearDown();
-    }
-    std::vector<char *> copies_;
-};
+using Scanner = DialogTest;
 
 const char kRfcExample[] =
     "<?xml version=\"1.0\"?>\n"
@@ -53,12 +33,11 @@ TEST_F(Scanner, ElementSearchIsAPrefixMatchBoundedByTheLimit) {
     const char *body = exact(kRfcExample);
     const char *start = nullptr;
     const char *end = nullptr;
-    // "dialog" first finds the dialog-info element itself.
+    // "dialog" first finds the dialog-info element itself, ending at the dialog's close.
     int offset = amBlfParseItem(body, nullptr, "dialog", &start, &end);
     EXPECT_EQ(std::string(start, 12), "<dialog-info");
     EXPECT_EQ(body + offset, end);
     EXPECT_EQ(std::string(end - 9, 9), "</dialog>");
-    // From just past the dialog-info start tag it finds the dialog.
     const char *inner = std::strchr(start, '>') + 1;
     offset = amBlfParseItem(inner, nullptr, "dialog", &start, &end);
     EXPECT_EQ(std::string(start, 20), "<dialog id=\"as7d900a");
@@ -77,10 +56,10 @@ TEST_F(Scanner, ElementSearchIsAPrefixMatchBoundedByTheLimit) {
     EXPECT_EQ(amBlfParseItemValue(body, nullptr, "nothing", state, sizeof state), -1);
     EXPECT_STREQ(state, "confirmed");
 
-    // Argument rules.
+    for (const char *name : {static_cast<const char *>(nullptr), ""}) {
+        EXPECT_EQ(amBlfParseItem(body, nullptr, name, nullptr, nullptr), -1);
+    }
     EXPECT_EQ(amBlfParseItem(nullptr, nullptr, "dialog", nullptr, nullptr), -1);
-    EXPECT_EQ(amBlfParseItem(body, nullptr, nullptr, nullptr, nullptr), -1);
-    EXPECT_EQ(amBlfParseItem(body, nullptr, "", nullptr, nullptr), -1);
     EXPECT_EQ(amBlfParseItem(body + 10, body + 5, "dialog", nullptr, nullptr), -1);
     EXPECT_EQ(amBlfParseItemValue(body + 10, body + 5, "state", state, sizeof state), -1);
 }
@@ -90,16 +69,13 @@ TEST_F(Scanner, UnclosedElementEndsAtTheFirstSelfClosingMarkEvenPastTheLimit) {
     const char *start = nullptr;
     const char *end = nullptr;
     const char *limit = body + 8;
-    int offset = amBlfParseItem(body, limit, "x", &start, &end);
+    EXPECT_EQ(amBlfParseItem(body, limit, "x", &start, &end), 21);
     EXPECT_EQ(start, body + 3);
     EXPECT_EQ(std::string(end - 4, 4), "<b/>");
-    EXPECT_EQ(offset, end - body);
     // The value reader takes the same fallback and copies nothing.
     char out[16] = "kept";
-    offset = amBlfParseItemValue(body, limit, "x", out, sizeof out);
-    EXPECT_EQ(offset, end - body);
+    EXPECT_EQ(amBlfParseItemValue(body, limit, "x", out, sizeof out), 21);
     EXPECT_STREQ(out, "kept");
-    // A closing tag beyond the limit does not count.
     const char *closed = exact("<v>abc</v>");
     EXPECT_EQ(amBlfParseItemValue(closed, closed + 6, "v", out, sizeof out), -1);
     EXPECT_EQ(amBlfParseItemValue(closed, nullptr, "v", out, sizeof out), 10);
@@ -108,99 +84,91 @@ TEST_F(Scanner, UnclosedElementEndsAtTheFirstSelfClosingMarkEvenPastTheLimit) {
     char small[8];
     EXPECT_EQ(amBlfParseItemValue(exact("<s> a&amp;b </s>"), nullptr, "s", small, sizeof small), 16);
     EXPECT_STREQ(small, " a&amp;");
-    // Neither a closing tag nor "/>": nothing.
     EXPECT_EQ(amBlfParseItem(exact("<a><x>open"), nullptr, "x", nullptr, nullptr), -1);
     EXPECT_EQ(amBlfParseItemValue(exact("<x"), nullptr, "x", out, sizeof out), -1);
 }
 
 TEST_F(Scanner, AttributeReaderRulesAndMessages) {
-    char out[32] = {};
-    const char *tag = exact("<dialog id = 'a1' direction=\"recipient\">");
-    EXPECT_EQ(amBlfParseItemAttr(tag, nullptr, "id", out, sizeof out), 1);
-    EXPECT_STREQ(out, "a1");
-    EXPECT_EQ(amBlfParseItemAttr(tag, nullptr, "direction", out, sizeof out), 1);
-    EXPECT_STREQ(out, "recipient");
-
-    // The name is not anchored: "id" is found inside call-id.
-    EXPECT_EQ(amBlfParseItemAttr(exact("<dialog call-id=\"c1\" id=\"d1\">"), nullptr, "id", out, sizeof out), 1);
-    EXPECT_STREQ(out, "c1");
-
-    // Unquoted value: logged, and the search goes on to a later match.
-    const char *unquoted = exact("<d id=a1 x-id=\"b2\">");
-    EXPECT_EQ(amBlfParseItemAttr(unquoted, nullptr, "id", out, sizeof out), 1);
-    EXPECT_STREQ(out, "b2");
-    EXPECT_TRUE(hasLog(2, kModule, "Attr does not have quote!"));
-
-    // A name without "=" is skipped the same way.
-    const char *bare = exact("<d hidden id='z'>");
-    EXPECT_EQ(amBlfParseItemAttr(bare, nullptr, "id", out, sizeof out), 1);
-    EXPECT_STREQ(out, "z");
-    EXPECT_TRUE(hasLog(2, kModule, "Attr does not have value!"));
-
-    // The only match lies beyond the limit.
-    devhost::clearLogs();
-    std::strcpy(out, "kept");
-    const char *two = exact("<a x='1'><b id='2'/>");
-    EXPECT_EQ(amBlfParseItemAttr(two, two + 9, "id", out, sizeof out), 0);
-    EXPECT_TRUE(hasLog(2, kModule, "Attr [id] not in current Item!"));
-    EXPECT_STREQ(out, "kept");
-    // Not there at all: no log.
-    devhost::clearLogs();
-    EXPECT_EQ(amBlfParseItemAttr(two, nullptr, "missing", out, sizeof out), 0);
-    EXPECT_TRUE(devhost::logs().empty());
-    // The closing quote lies beyond the limit.
-    const char *longValue = exact("<a id='12345'>");
-    EXPECT_EQ(amBlfParseItemAttr(longValue, longValue + 8, "id", out, sizeof out), 0);
-    EXPECT_TRUE(hasLog(2, kModule, "Attr match quote exceeded current dialog info!"));
-    // No closing quote at all.
-    EXPECT_EQ(amBlfParseItemAttr(exact("<a id='12345>"), nullptr, "id", out, sizeof out), 0);
-    EXPECT_TRUE(hasLog(2, kModule, "Attr value does not have match quote!"));
-    EXPECT_STREQ(out, "kept");
-
+    struct Case {
+        const char *text;
+        int limit;  // offset of the limit; -1 for none
+        const char *attr;
+        int result;
+        const char *value;
+        const char *log;  // "" when nothing may be logged
+    };
+    const Case cases[] = {
+        {"<dialog id = 'a1' direction=\"recipient\">", -1, "direction", 1, "recipient", ""},
+        {"<dialog id = 'a1' direction=\"recipient\">", -1, "id", 1, "a1", ""},
+        // Not anchored: "id" is found inside call-id.
+        {"<dialog call-id=\"c1\" id=\"d1\">", -1, "id", 1, "c1", ""},
+        {"<d id=a1 x-id=\"b2\">", -1, "id", 1, "b2", "Attr does not have quote!"},
+        {"<d hidden id='z'>", -1, "id", 1, "z", "Attr does not have value!"},
+        {"<a x='1'><b id='2'/>", 9, "id", 0, "kept", "Attr [id] not in current Item!"},
+        {"<a x='1'><b id='2'/>", -1, "missing", 0, "kept", ""},
+        {"<a id='12345'>", 8, "id", 0, "kept", "Attr match quote exceeded current dialog info!"},
+        {"<a id='12345>", -1, "id", 0, "kept", "Attr value does not have match quote!"},
+        {"<a id='1'>", -1, "", 0, "kept", ""},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.text);
+        devhost::clearLogs();
+        char out[32] = "kept";
+        const char *text = exact(c.text);
+        EXPECT_EQ(amBlfParseItemAttr(text, c.limit < 0 ? nullptr : text + c.limit, c.attr, out, sizeof out), c.result);
+        EXPECT_STREQ(out, c.value);
+        if (c.log[0] == '\0') {
+            EXPECT_TRUE(devhost::logs().empty());
+        } else {
+            EXPECT_TRUE(hasLog(2, kModule, c.log));
+        }
+    }
+    char out[8];
     EXPECT_EQ(amBlfParseItemAttr(nullptr, nullptr, "id", out, sizeof out), 0);
-    EXPECT_EQ(amBlfParseItemAttr(tag, nullptr, "", out, sizeof out), 0);
+    const char *tag = exact("<a id='1'>");
     EXPECT_EQ(amBlfParseItemAttr(tag + 5, tag, "id", out, sizeof out), 0);
 }
 
-TEST_F(Scanner, NumberFromUri) {
-    char out[64];
-    amBlfParseNumFromUri("\"Front Desk\" <sip:201%23@pbx.example.com;transport=tcp>", out, sizeof out);
-    EXPECT_STREQ(out, "201#");
-    amBlfParseNumFromUri("tel:+15551234;ext=22", out, sizeof out);
-    EXPECT_STREQ(out, "+15551234");
-    amBlfParseNumFromUri("4711", out, sizeof out);
-    EXPECT_STREQ(out, "4711");
-    amBlfParseNumFromUri("SIPS:bob@example.org", out, sizeof out);
-    EXPECT_STREQ(out, "bob");
-    // "sip:" anywhere wins over the leading "tel:".
-    amBlfParseNumFromUri("tel:1234;phone-context=sip:ctx@example.com", out, sizeof out);
-    EXPECT_STREQ(out, "ctx");
-    amBlfParseNumFromUri("user;x@host", out, sizeof out);
-    EXPECT_STREQ(out, "user;x");
-    char small[4];
-    amBlfParseNumFromUri("sip:123456@h", small, sizeof small);
-    EXPECT_STREQ(small, "123");
-    std::strcpy(small, "ab");
-    amBlfParseNumFromUri(nullptr, small, sizeof small);
-    EXPECT_STREQ(small, "ab");
+TEST_F(Scanner, NumberAndExtensionFromUri) {
+    struct {
+        const char *uri;
+        int size;
+        const char *number;
+    } const numbers[] = {
+        {"\"Front Desk\" <sip:201%23@pbx.example.com;transport=tcp>", 64, "201#"},
+        {"tel:+15551234;ext=22", 64, "+15551234"},
+        {"4711", 64, "4711"},
+        {"SIPS:bob@example.org", 64, "bob"},
+        {"tel:1234;phone-context=sip:ctx@example.com", 64, "ctx"},  // "sip:" anywhere wins
+        {"user;x@host", 64, "user;x"},
+        {"sip:123456@h", 4, "123"},
+    };
+    for (const auto &n : numbers) {
+        char out[64];
+        amBlfParseNumFromUri(n.uri, out, n.size);
+        EXPECT_STREQ(out, n.number) << n.uri;
+    }
+    char kept[4] = "ab";
+    amBlfParseNumFromUri(nullptr, kept, sizeof kept);
+    EXPECT_STREQ(kept, "ab");
 
-    char number[96] = "untouched";
-    char ext[64] = {};
-    amBlfParseExtFromUri("tel:+15551234;ext=22;x=y", number, ext);
-    EXPECT_STREQ(ext, "22");
-    EXPECT_STREQ(number, "untouched");
-    std::memset(ext, 0, sizeof ext);
-    amBlfParseExtFromUri("tel:%2B1555;isub=x", number, ext);
-    EXPECT_STREQ(number, "%2B1555");
-    EXPECT_STREQ(ext, "");
-    // "ext=" is a plain substring: phone-context carries one.
-    amBlfParseExtFromUri("tel:1555;phone-context=example.com", number, ext);
-    EXPECT_STREQ(ext, "example.com");
-    amBlfParseExtFromUri("sip:300@pbx", number, ext);
-    EXPECT_STREQ(number, "300");
+    // {uri, number, ext}: the extension goes to ext and leaves number alone; no decoding.
+    const char *exts[][3] = {
+        {"tel:+15551234;ext=22;x=y", "untouched", "22"},
+        {"tel:%2B1555;isub=x", "%2B1555", ""},
+        {"tel:1555;phone-context=example.com", "untouched", "example.com"},  // a plain substring
+        {"sip:300@pbx", "300", ""},
+    };
+    for (const auto &e : exts) {
+        char number[96] = "untouched";
+        char ext[64] = {};
+        amBlfParseExtFromUri(e[0], number, ext);
+        EXPECT_STREQ(number, e[1]) << e[0];
+        EXPECT_STREQ(ext, e[2]) << e[0];
+    }
 }
 
-TEST_F(Scanner, DialogOfTheRfcExampleWithRendering) {
+TEST_F(Scanner, DialogElementsOfLocalRemoteAndTarget) {
     const char *body = exact(kRfcExample);
     const char *inner = std::strchr(std::strstr(body, "<dialog-info"), '>') + 1;
     AmBlfParsedDialog dialog = {};
@@ -212,31 +180,25 @@ TEST_F(Scanner, DialogOfTheRfcExampleWithRendering) {
     EXPECT_STREQ(dialog.display, "Alice");
     EXPECT_STREQ(dialog.direction, "initiator");
     EXPECT_STREQ(dialog.id, "as7d900as8");
-    EXPECT_STREQ(dialog.state, "holding");
+    EXPECT_STREQ(dialog.state, "holding");  // pval "no" on the local target
     EXPECT_STREQ(dialog.remote, "Bob");
-    EXPECT_STREQ(dialog.remoteDisplay, "");
     EXPECT_STREQ(parked.number, "");
-    // No further dialog.
     AmBlfParsedDialog next = {};
     EXPECT_LT(amBlfParseDialog(inner + offset, nullptr, "sip:alice@example.com", &next, nullptr), 0);
     EXPECT_EQ(amBlfParseDialog(inner, nullptr, nullptr, &next, nullptr), -1);
 
-}
-
-TEST_F(Scanner, LocalIdentitiesTelExtensionAndForeignSip) {
-    // Compact, with a tel: identity carrying an extension.
+    // A tel: identity gives the extension; the remote number is decoded.
     const char *compact = exact(
         "<dialog id=\"7\" direction=\"recipient\"><state>early</state><local>"
         "<identity display=\"Main\">sip:main@pbx.example.com</identity>"
         "<identity display=\"Desk 5\">tel:+4930123;ext=105</identity></local>"
         "<remote><identity>sip:%2B4930999@carrier.example.net</identity></remote></dialog>");
-    AmBlfParsedDialog dialog = {};
-    ASSERT_GT(amBlfParseDialog(compact, nullptr, "", &dialog, nullptr), 0);
-    EXPECT_STREQ(dialog.ext, "105");
-    EXPECT_STREQ(dialog.number, "");
-    EXPECT_STREQ(dialog.display, "Desk 5");
-    EXPECT_STREQ(dialog.remote, "+4930999");
-    EXPECT_STREQ(dialog.state, "early");
+    AmBlfParsedDialog tel = {};
+    ASSERT_GT(amBlfParseDialog(compact, nullptr, "", &tel, nullptr), 0);
+    EXPECT_STREQ(tel.ext, "105");
+    EXPECT_STREQ(tel.number, "");
+    EXPECT_STREQ(tel.display, "Desk 5");
+    EXPECT_STREQ(tel.remote, "+4930999");
 
     // A sip: identity that does not name the entity is ignored.
     AmBlfParsedDialog foreign = {};
@@ -249,19 +211,6 @@ TEST_F(Scanner, LocalIdentitiesTelExtensionAndForeignSip) {
     EXPECT_TRUE(hasLog(2, kModule, "Parse local target failed!!!"));
 }
 
-TEST_F(Scanner, PatternBufferOutOfMemory) {
-    const char *body = exact(kRfcExample);
-    char out[16] = "kept";
-    devhost::failNth(1);
-    EXPECT_EQ(amBlfParseItem(body, nullptr, "dialog", nullptr, nullptr), -1);
-    devhost::failNth(1);
-    EXPECT_EQ(amBlfParseItemValue(body, nullptr, "state", out, sizeof out), -1);
-    EXPECT_STREQ(out, "kept");
-    AmBlfParsedDialog dialog = {};
-    devhost::failNth(1);
-    EXPECT_LT(amBlfParseDialog(body, nullptr, "", &dialog, nullptr), 0);
-}
-
 TEST_F(Scanner, HostileInputNeverReadsPastTheText) {
     AmBlfParsedDialog dialog = {};
     AmBlfParkedInfo parked = {};
@@ -270,32 +219,15 @@ TEST_F(Scanner, HostileInputNeverReadsPastTheText) {
     const std::string full = kRfcExample;
     for (std::size_t cut = 0; cut <= full.size(); ++cut) {
         const char *text = exact(full.substr(0, cut));
-        std::memset(&dialog, 0, sizeof dialog);
-        std::memset(&parked, 0, sizeof parked);
-        int offset = 0;
-        while (offset >= 0 && text[offset] != '\0') {
-            int step = amBlfParseDialog(text + offset, nullptr, "sip:alice@example.com", &dialog, &parked);
+        for (int offset = 0, step = 0; text[offset] != '\0'; offset += step) {
+            step = amBlfParseDialog(text + offset, nullptr, "sip:alice@example.com", &dialog, &parked);
             if (step <= 0) break;
-            offset += step;
         }
         amBlfParseItemAttr(text, nullptr, "display", out, sizeof out);
         amBlfParseItemValue(text, nullptr, "identity", out, sizeof out);
     }
-    // A huge attribute value and a huge element value are cut to their buffers.
-    std::string huge = "<dialog id=\"" + std::string(100000, '9') + "\" direction='" + std::string(5000, 'r') +
-                       "'><state>" + std::string(70000, 'c') + "</state><remote><identity display=\"" +
-                       std::string(4096, 'N') + "\">sip:" + std::string(9000, '1') +
-                       "@h</identity></remote></dialog>";
-    std::memset(&dialog, 0, sizeof dialog);
-    ASSERT_GT(amBlfParseDialog(exact(huge), nullptr, "sip:22@h", &dialog, &parked), 0);
-    EXPECT_EQ(std::strlen(dialog.id), sizeof dialog.id - 1);
-    EXPECT_EQ(std::strlen(dialog.direction), sizeof dialog.direction - 1);
-    EXPECT_EQ(std::strlen(dialog.state), sizeof dialog.state - 1);
-    EXPECT_EQ(std::strlen(dialog.remote), sizeof dialog.remote - 1);
-    // Quotes that never close, "=" at the very end, a lone "<".
     for (const char *text : {"<dialog id=\"", "<dialog id=", "<dialog id", "<", "<dialog/>", "</dialog>",
                              "<dialog id='x\"/><dialog id=\"y'/>"}) {
-        std::memset(&dialog, 0, sizeof dialog);
         amBlfParseDialog(exact(text), nullptr, "", &dialog, &parked);
         amBlfParseItemAttr(exact(text), nullptr, "id", out, sizeof out);
     }
