@@ -18,6 +18,26 @@ constexpr char kDialogInfo[] = "application/dialog-info+xml";
 constexpr char kMultipart[] = "multipart/related";
 constexpr char kRlmi[] = "application/rlmi+xml";
 
+// A held call, as RFC 4235 writes it.
+constexpr char kRfcExample[] =
+    "<?xml version=\"1.0\"?>\n"
+    "<dialog-info xmlns=\"urn:ietf:params:xml:ns:dialog-info\"\n"
+    "             version=\"1\" state=\"full\" entity=\"sip:alice@example.com\">\n"
+    "  <dialog id=\"as7d900as8\" call-id=\"a84b4c76e66710\" local-tag=\"1928301774\"\n"
+    "          direction=\"initiator\">\n"
+    "    <state event=\"replaced\">confirmed</state>\n"
+    "    <local>\n"
+    "      <identity display=\"Alice\">sip:alice@example.com</identity>\n"
+    "      <target uri=\"sip:alice@pc33.example.com\">\n"
+    "        <param pname=\"+sip.rendering\" pval=\"no\"/>\n"
+    "      </target>\n"
+    "    </local>\n"
+    "    <remote>\n"
+    "      <identity display=\"Bob\">sip:bob@example.org</identity>\n"
+    "    </remote>\n"
+    "  </dialog>\n"
+    "</dialog-info>\n";
+
 // A dialog-info part of a resource list: a confirmed dialog of 201, then a call parked
 // against it.
 constexpr char kParkedPart[] =
@@ -60,15 +80,33 @@ protected:
         copies_.push_back(copy);
         return copy;
     }
-    template <typename T>
-    std::vector<T> recordsOf(const char *event) {
-        std::vector<T> out;
-        for (const devhost::Event &e : amtest::eventsNamed(event)) out.push_back(amtest::record<T>(e));
+    std::vector<AmBlfStatus> statuses() {
+        std::vector<AmBlfStatus> out;
+        for (const devhost::Event &e : amtest::eventsNamed(AM_BLF_EVENT_NAME)) {
+            out.push_back(amtest::record<AmBlfStatus>(e));
+        }
         return out;
     }
-    std::vector<AmBlfStatus> statuses() { return recordsOf<AmBlfStatus>(AM_BLF_EVENT_NAME); }
-    std::vector<AmBlfList> listRecords() { return recordsOf<AmBlfList>(AM_BLF_LIST_EVENT_NAME); }
-    AmBlfStatus onlyStatus() { return amtest::onlyRecord<AmBlfStatus>(AM_BLF_EVENT_NAME); }
+    // Every BLF status record raised, one line each:
+    // "line number dialogId state status remote display remoteDisplay".
+    std::vector<std::string> statusLines() {
+        std::vector<std::string> out;
+        for (const AmBlfStatus &r : statuses()) {
+            out.push_back(std::to_string(r.line) + " " + r.number + " " + r.dialogId + " " + std::to_string(r.state) +
+                          " " + std::to_string(r.status) + " " + r.remote + " " + r.display + " " + r.remoteDisplay);
+        }
+        return out;
+    }
+    // Every BLF list record raised, one line each: "line number ext name status parked".
+    std::vector<std::string> listLines() {
+        std::vector<std::string> out;
+        for (const devhost::Event &e : amtest::eventsNamed(AM_BLF_LIST_EVENT_NAME)) {
+            const AmBlfList r = amtest::record<AmBlfList>(e);
+            out.push_back(std::to_string(r.line) + " " + r.number + " " + r.ext + " " + r.name + " " +
+                          std::to_string(r.status) + " " + r.parked.number + ":" + r.parked.display);
+        }
+        return out;
+    }
     // Blocks still held beyond those of the test's start.
     long heldBlocks() { return devhost::liveBlocks() - mark_; }
     long mark_ = 0;

@@ -9,6 +9,7 @@ namespace {
 
 using amtest::hasLog;
 using namespace dialogtest;
+using Lines = std::vector<std::string>;
 
 using ResourceList = DialogTest;
 
@@ -31,108 +32,95 @@ std::string rlmi(const char *fullState) {
            "</list>\n";
 }
 
-void expectMembers(const std::vector<AmBlfList> &list, std::size_t first) {
-    ASSERT_GE(list.size(), first + 2);
-    EXPECT_STREQ(list[first].number, "201");
-    EXPECT_STREQ(list[first].name, "Front Desk");
-    EXPECT_EQ(list[first].status, 1);
-    EXPECT_STREQ(list[first].ext, "");
-    EXPECT_STREQ(list[first].parked.number, "");
-    EXPECT_STREQ(list[first + 1].number, "203*1");
-    EXPECT_STREQ(list[first + 1].name, "Back Office");
+// The records of rlmi() on line 1, after the clear marker when there is one.
+Lines members(bool clear) {
+    Lines out = {"1 201  Front Desk 1 :", "1 203*1  Back Office 1 :"};
+    if (clear) out.insert(out.begin(), "1    512 :");
+    return out;
 }
 
 TEST_F(ResourceList, XmlReaderAnnouncesAFullListAndReportsNamedMembers) {
     const std::string body = rlmi("fullState=\"true\"");
     EXPECT_EQ(amDialogResourceXmlContentGet(1, "keys", body.c_str(), kRlmi, "active"),
               static_cast<int>(body.size()));
-    std::vector<AmBlfList> list = listRecords();
-    ASSERT_EQ(list.size(), 3u);
-    EXPECT_EQ(list[0].status, AM_BLF_LIST_CLEAR);
-    EXPECT_EQ(list[0].line, 1);
-    expectMembers(list, 1);
-
+    EXPECT_EQ(listLines(), members(true));
     // Single quotes defeat the literal full-state test, not the members.
     devhost::clearEvents();
     amDialogResourceXmlContentGet(1, "keys", rlmi("fullState='true'").c_str(), kRlmi, "active");
-    ASSERT_EQ(listRecords().size(), 2u);
-    expectMembers(listRecords(), 0);
-    for (const char *other : {"<list fullState=\"TRUE\">", "<list fullState = \"true\">", "", static_cast<const char *>(nullptr)}) {
+    EXPECT_EQ(listLines(), members(false));
+    for (const char *other : {"<list fullState=\"TRUE\">", "<list fullState = \"true\">", "",
+                              static_cast<const char *>(nullptr)}) {
         EXPECT_EQ(amBlfListFullStateValueGet(other), 0);
     }
+    // Well-formed with an empty list: read, nothing reported.
+    devhost::clearEvents();
+    const char empty[] = "<list fullState=\"true\"/>";
+    EXPECT_EQ(amDialogResourceXmlContentGet(1, nullptr, empty, kRlmi, nullptr), static_cast<int>(sizeof empty - 1));
+    EXPECT_EQ(devhost::events().size(), 0u);
 }
 
 TEST_F(ResourceList, TextReaderForListsTheParserRejects) {
     // No entity on the list: no clear marker, members still reported.
     std::string body = rlmi("fullState=\"true\"") + "<trailing>";
-    EXPECT_EQ(amDialogResourceXmlContentGet(2, "keys", body.c_str(), kRlmi, "active"),
+    EXPECT_EQ(amDialogResourceXmlContentGet(1, "keys", body.c_str(), kRlmi, "active"),
               static_cast<int>(body.size()));
     EXPECT_TRUE(hasLog(2, kModule, "amDialogResourceTxtContentGet: list entity is invalid!"));
-    ASSERT_EQ(listRecords().size(), 2u);
-    expectMembers(listRecords(), 0);
+    EXPECT_EQ(listLines(), members(false));
 
     // With an entity the start tag's fullState counts, in any case and quotes.
     devhost::clearEvents();
     body = rlmi("entity=\"sip:keys@pbx.example.com\" fullState='TRUE'") + "<trailing>";
-    EXPECT_EQ(amDialogResourceTxtContentGet(2, nullptr, body.c_str(), nullptr, nullptr), 0);
-    ASSERT_EQ(listRecords().size(), 3u);
-    EXPECT_EQ(listRecords()[0].status, AM_BLF_LIST_CLEAR);
-    expectMembers(listRecords(), 1);
+    EXPECT_EQ(amDialogResourceTxtContentGet(1, nullptr, body.c_str(), nullptr, nullptr), 0);
+    EXPECT_EQ(listLines(), members(true));
 
     devhost::clearEvents();
-    for (const char *none : {"<list entity='sip:k@h'><resource uri='sip:1@h'/></list>", "no list here", "", static_cast<const char *>(nullptr)}) {
-        EXPECT_EQ(amDialogResourceTxtContentGet(2, nullptr, none, nullptr, nullptr), -1);
+    for (const char *none : {"<list entity='sip:k@h'><resource uri='sip:1@h'/></list>", "no list here", "",
+                             static_cast<const char *>(nullptr)}) {
+        EXPECT_EQ(amDialogResourceTxtContentGet(1, nullptr, none, nullptr, nullptr), -1);
     }
     EXPECT_TRUE(hasLog(2, kModule, "amDialogResourceTxtContentGet: No list info."));
-    EXPECT_EQ(amDialogResourceXmlContentGet(2, nullptr, "<<< not a list", kRlmi, nullptr), 0);
+    EXPECT_EQ(amDialogResourceXmlContentGet(1, nullptr, "<<< not a list", kRlmi, nullptr), 0);
     EXPECT_TRUE(hasLog(3, kModule, "amDialogResourceXmlContentGet: parse blf content failed!"));
-    EXPECT_EQ(amDialogResourceXmlContentGet(2, nullptr, "", kRlmi, nullptr), 0);
+    EXPECT_EQ(amDialogResourceXmlContentGet(1, nullptr, "", kRlmi, nullptr), 0);
     EXPECT_TRUE(hasLog(2, kModule, "amDialogResourceXmlContentGet: body null."));
-    // Well-formed with an empty list: read, nothing reported.
-    const char empty[] = "<list fullState=\"true\"/>";
-    EXPECT_EQ(amDialogResourceXmlContentGet(2, nullptr, empty, kRlmi, nullptr), static_cast<int>(sizeof empty - 1));
-    EXPECT_EQ(listRecords().size(), 0u);
+    EXPECT_EQ(devhost::events().size(), 0u);
+}
+
+TEST_F(ResourceList, HostileListsNeverReadPastTheText) {
+    const std::string full = rlmi("entity='sip:keys@pbx' fullState=\"true\"");
+    for (std::size_t cut = 1; cut < full.size(); ++cut) {
+        notify(1, "keys", "active", kRlmi, exact(full.substr(0, cut)));
+    }
+    EXPECT_EQ(amDialogResourceTxtContentGet(1, nullptr, exact("<list entity='sip:k@h'><resource uri='"), nullptr,
+                                            nullptr),
+              -1);
 }
 
 TEST_F(ResourceList, WholeResourceListNotifyFromEndToEnd) {
     devhost::line(1).multiDialog = 1;
-    const std::string list = rlmi("fullState=\"true\"");
     const char part203[] =
         "<dialog-info xmlns=\"urn:ietf:params:xml:ns:dialog-info\" version=\"2\" state=\"full\" "
         "entity=\"sip:203%2A1@pbx.example.com\"><dialog id=\"e\" direction=\"initiator\"><state>early</state>"
         "</dialog></dialog-info>";
-
-    notify(1, "keys-line1", "active", kRlmi, list.c_str());
+    notify(1, "keys-line1", "active", kRlmi, rlmi("fullState=\"true\"").c_str());
     notify(1, "keys-line1", "active", kMultipart, kParkedPart);
     notify(1, "keys-line1", "active", kMultipart, part203);
     notify(1, "keys-line1", "active", kMultipart, "finish");
-
-    std::vector<AmBlfList> got = listRecords();
-    ASSERT_EQ(got.size(), 7u);
-    EXPECT_EQ(got[0].status, AM_BLF_LIST_CLEAR);
-    expectMembers(got, 1);
-    EXPECT_STREQ(got[3].number, "201");
-    EXPECT_EQ(got[3].status, 1 << 4);
-    EXPECT_STREQ(got[3].name, "Front Desk");
-    EXPECT_STREQ(got[4].number, "201");
-    EXPECT_STREQ(got[4].name, "Front Desk");
-    EXPECT_EQ(got[4].status, (1 << 4) | (1 << 6));
-    EXPECT_STREQ(got[4].parked.number, "305");
-    EXPECT_STREQ(got[4].parked.display, "Guest");
-    EXPECT_STREQ(got[5].number, "203*1");
-    EXPECT_EQ(got[5].status, 1 << 4);  // early and outgoing
-    EXPECT_EQ(got[6].status, AM_BLF_LIST_FINISH);
-    for (const AmBlfList &r : got) EXPECT_EQ(r.line, 1);
+    Lines expected = members(true);
+    // The parked call is reported with the dialog before it in its part.
+    for (const char *line : {"1 201  Front Desk 16 :", "1 201  Front Desk 80 305:Guest",
+                             "1 203*1   16 :",  // early and outgoing; the part names nobody
+                             "1    1024 :"}) {
+        expected.push_back(line);
+    }
+    EXPECT_EQ(listLines(), expected);
     EXPECT_EQ(amtest::countEvents(AM_BLF_EVENT_NAME), 0);
 
     // The same part again: a full part silently drops the stored dialogs of its number,
     // so the parked dialog starts afresh beside the confirmed one.
     devhost::clearEvents();
     notify(1, "keys-line1", "active", kMultipart, kParkedPart);
-    got = listRecords();
-    ASSERT_EQ(got.size(), 2u);
-    EXPECT_EQ(got[0].status, 1 << 4);
-    EXPECT_EQ(got[1].status, (1 << 4) | (1 << 6));
+    EXPECT_EQ(listLines(), (Lines{"1 201  Front Desk 16 :", "1 201  Front Desk 80 305:Guest"}));
 }
 
 }  // namespace
