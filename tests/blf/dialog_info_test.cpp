@@ -49,16 +49,21 @@ TEST_F(DialogInfo, FullDocumentSettlesTheStore) {
 }
 
 TEST_F(DialogInfo, DialogWithoutAnyNumberTakesTheSubscriptionsOrIsSkipped) {
-    const std::string body = document("partial", dialog("x1", "early", "initiator"), "");
+    const std::string body = document(
+        "partial",
+        dialog("x1", "early", "initiator", "    <remote><identity>sip:%2B15550100@carrier.example.net</identity></remote>\n"),
+        "");
     notify(2, "305", "active", kDialogInfo, body.c_str());
     EXPECT_TRUE(hasLog(2, kModule, "amDialogInfoXmlContentGet: dialog-info entity is invalid!"));
     EXPECT_TRUE(hasLog(2, kModule, "amBlfNotifyParseDialog: remote number not find!"));
     // A dialog-info without any dialog reports its entity idle.
     notify(2, "201", "active", kDialogInfo, "<dialog-info version=\"0\" state=\"full\" entity=\"sip:201@pbx\"/>");
-    EXPECT_EQ(statusLines(), (Lines{"2 305 x1 4 16   ", "2 201  0 1   "}));  // early, outgoing
+    EXPECT_EQ(statusLines(), (Lines{"2 305 x1 4 16 +15550100  ", "2 201  0 1   "}));  // early, outgoing
+    // Without a number argument (a part of a resource list) both readers skip it.
     devhost::clearEvents();
-    EXPECT_EQ(amDialogInfoXmlContentGet(2, nullptr, body.c_str(), kDialogInfo, "active"),
+    EXPECT_EQ(amDialogInfoXmlContentGet(2, nullptr, body.c_str(), kMultipart, "active"),
               static_cast<int>(body.size()));
+    EXPECT_EQ(amDialogInfoTxtContentGet(2, nullptr, body.c_str(), kMultipart, "active"), 0);
     EXPECT_EQ(devhost::events().size(), 0u);
 }
 
@@ -69,7 +74,9 @@ TEST_F(DialogInfo, SubscriptionStateAndDoNotDisturb) {
         "partial", dialog("d1", "confirmed", "recipient",
                           "    <remote><identity display=\"Do Not Disturb\">sip:dnd@pbx</identity></remote>\n"));
     notify(1, "201", "active", kDialogInfo, dnd.c_str());
-    EXPECT_EQ(statusLines(), (Lines{"1 201 t1 3 8   ", "1 201 d1 13 8192 Do Not Disturb  "}));
+    notify(1, "201", "reset", kDialogInfo, dnd.c_str());
+    EXPECT_EQ(statusLines(),
+              (Lines{"1 201 t1 3 8   ", "1 201 d1 13 8192 Do Not Disturb  ", "1 201  11 2048   "}));
 
     // A body-less reset builds and drops its record; nothing is raised or kept.
     devhost::clearEvents();
@@ -83,22 +90,26 @@ TEST_F(DialogInfo, SubscriptionStateAndDoNotDisturb) {
 }
 
 TEST_F(DialogInfo, RenderingAndWildixStateDifferBetweenReaders) {
-    const std::string target =
-        "    <local>\n"
-        "      <identity display=\"Alice\">sip:201@pbx.example.com</identity>\n"
-        "      <target uri=\"sip:201@192.0.2.10\">\n"
-        "        <param pname=\"+sip.rendering\" pvalue=\"no\"/>\n"
-        "      </target>\n"
-        "    </local>\n";
-    const std::string xml = document("partial", dialog("h1", "confirmed", "initiator", target));
+    auto notRendered = [](const char *valueName) {
+        return std::string("    <local>\n"
+                           "      <identity display=\"Alice\">sip:201@pbx.example.com</identity>\n"
+                           "      <target uri=\"sip:201@192.0.2.10\">\n"
+                           "        <param pname=\"+sip.rendering\" ") +
+               valueName + "=\"no\"/>\n      </target>\n    </local>\n";
+    };
+    // The XML reader takes "pvalue" too but only an exact "confirmed"; the scanner reads
+    // only "pval", in a confirmed dialog of any case.
+    const std::string xml = document("partial", dialog("h1", "confirmed", "initiator", notRendered("pvalue")) +
+                                                    dialog("h2", "Confirmed", "initiator", notRendered("pval")));
     notify(1, "201", "active", kDialogInfo, xml.c_str());
-    // The same dialog in a body the parser rejects: the scanner reads only "pval".
     notify(1, "201", "active", kDialogInfo, (xml + "<unclosed>").c_str());
     // A Wildix state parameter overrides the state word on any server.
     const std::string away = document(
         "partial", dialog("w1", "confirmed", "recipient", "    <param pname=\"X-Wildix-state\" pval=\"Away\"/>\n"));
     notify(1, "201", "active", kDialogInfo, away.c_str());
-    EXPECT_EQ(statusLines(), (Lines{"1 201 h1 5 32  Alice ", "1 201 h1 4 16  Alice ", "1 201 w1 14 16384   "}));
+    EXPECT_TRUE(hasLog(2, kModule, "amBlfNotifyParseDialog: dialog.local.target not find!"));
+    EXPECT_EQ(statusLines(), (Lines{"1 201 h1 5 32  Alice ", "1 201 h2 4 16  Alice ", "1 201 h1 4 16  Alice ",
+                                    "1 201 h2 5 32  Alice ", "1 201 w1 14 16384   "}));
 }
 
 TEST_F(DialogInfo, WildixAndOtherServersReadIdentitiesDifferently) {
@@ -122,7 +133,9 @@ TEST_F(DialogInfo, WildixAndOtherServersReadIdentitiesDifferently) {
     // A tel: identity gives the display name and, through "ext=", the list record's ext.
     const std::string tel = document(
         "partial",
-        dialog("t", "early", "recipient", "    <local><identity display=\"Desk\">tel:+4930123;ext=105</identity></local>\n"),
+        dialog("t", "early", "recipient",
+               "    <local><identity display=\"Desk\">tel:+4930123;ext=105</identity>\n"
+               "      <identity display=\"Later\">sip:4930123@pbx.example.com</identity></local>\n"),
         "sip:4930123@pbx.example.com");
     notify(1, nullptr, "active", kMultipart, tel.c_str());
     EXPECT_EQ(listLines(), (Lines{"1 4930123 105 Desk 128 :"}));
