@@ -52,12 +52,12 @@ TEST_F(BlfSubscribe, FailedResultLightsTheKeyAsFailed) {
     amRequestBlf(1, "202");
     amDialogRecvSubscribeResult(1, "201", 0);
     auto failed = amtest::onlyRecord<AmBlfStatus>(AM_BLF_EVENT_NAME);
-    EXPECT_EQ(failed.line, 1);
-    EXPECT_STREQ(failed.number, "201");
-    EXPECT_EQ(failed.state, AM_BLF_STATE_FAILED);
-    EXPECT_EQ(failed.status, 8);
-    EXPECT_STREQ(failed.dialogId, "");
-    EXPECT_STREQ(failed.remote, "");
+    AmBlfStatus expected = {};
+    std::strcpy(expected.number, "201");
+    expected.line = 1;
+    expected.status = 8;
+    expected.state = AM_BLF_STATE_FAILED;
+    EXPECT_EQ(std::memcmp(&failed, &expected, sizeof expected), 0) << "every other field empty";
     EXPECT_TRUE(hasLog(0, kDialog, "amDialogRecvSubscribeResult: line=1, number=201, result=0, status=8\n"));
     EXPECT_EQ(subscribes().back().number, "202") << "the queue moves on";
 

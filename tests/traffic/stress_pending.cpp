@@ -75,18 +75,16 @@ TEST_F(PendingStress, ThreeContextsEndWithEveryQueueDrained) {
     }
     std::thread protocolManager([&] {
         for (int i = 0; !stop.load(); ++i) {
-            devhost::Request r;
-            bool have = false;
-            {
-                std::lock_guard<std::mutex> lock(outboxMutex);
-                if (!outbox.empty()) {
-                    r = outbox.front();
-                    outbox.pop_front();
-                    have = true;
-                }
+            std::unique_lock<std::mutex> lock(outboxMutex);
+            if (outbox.empty()) {
+                lock.unlock();
+                std::this_thread::yield();
+                continue;
             }
-            if (have) answer(r, i % 5 == 0 ? 0 : 200);
-            if (!have) std::this_thread::yield();
+            devhost::Request r = outbox.front();
+            outbox.pop_front();
+            lock.unlock();
+            answer(r, i % 5 == 0 ? 0 : 200);
         }
     });
     // The host's timer context on the virtual clock: every armed queue timer fires on this
