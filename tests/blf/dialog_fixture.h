@@ -80,18 +80,12 @@ protected:
         copies_.push_back(copy);
         return copy;
     }
-    std::vector<AmBlfStatus> statuses() {
-        std::vector<AmBlfStatus> out;
-        for (const devhost::Event &e : amtest::eventsNamed(AM_BLF_EVENT_NAME)) {
-            out.push_back(amtest::record<AmBlfStatus>(e));
-        }
-        return out;
-    }
     // Every BLF status record raised, one line each:
     // "line number dialogId state status remote display remoteDisplay".
     std::vector<std::string> statusLines() {
         std::vector<std::string> out;
-        for (const AmBlfStatus &r : statuses()) {
+        for (const devhost::Event &e : amtest::eventsNamed(AM_BLF_EVENT_NAME)) {
+            const AmBlfStatus r = amtest::record<AmBlfStatus>(e);
             out.push_back(std::to_string(r.line) + " " + r.number + " " + r.dialogId + " " + std::to_string(r.state) +
                           " " + std::to_string(r.status) + " " + r.remote + " " + r.display + " " + r.remoteDisplay);
         }

@@ -40,7 +40,6 @@ TEST_F(DialogInfo, FullDocumentSettlesTheStore) {
                                                         dialog("b", "early", "recipient"));
     notify(1, "201", "active", kDialogInfo, partial.c_str());
     EXPECT_EQ(statusLines(), (Lines{"1 201 a 4 16 Bob  ", "1 201 b 7 144   "}));
-    EXPECT_STREQ(statuses()[0].subscriptionNumber, "201");
     EXPECT_TRUE(hasLog(1, kModule, "amDialogInfoXmlContentGet: partial dialog information!"));
     // The full document lists only a: a stays, b has ended.
     devhost::clearEvents();
@@ -171,8 +170,9 @@ TEST_F(DialogInfo, TextFallbackForBodiesTheParserRejects) {
         "<dialog-info xmlns=\"urn:ietf:params:xml:ns:dialog-info\" version=1 state=\"full\" "
         "entity=\"sip:201@pbx.example.com\"><dialog id=\"z9\" direction=\"recipient\"><state>early</state>"
         "<remote><identity>sip:%2B15550100@carrier.example.net</identity></remote></dialog></dialog-info><br>";
-    notify(1, "201", "active", kDialogInfo, body);
+    notify(1, "subscribed", "active", kDialogInfo, body);
     EXPECT_EQ(statusLines(), (Lines{"1 201 z9 7 128 +15550100  "}));
+    EXPECT_STREQ(amtest::onlyRecord<AmBlfStatus>(AM_BLF_EVENT_NAME).subscriptionNumber, "subscribed");
     EXPECT_EQ(amDialogInfoTxtContentGet(1, "201", "", kDialogInfo, "active"), 0);
     EXPECT_EQ(amDialogInfoTxtContentGet(1, "201", "no document", kDialogInfo, "active"), -1);
     EXPECT_TRUE(hasLog(2, kModule, "amDialogInfoTxtContentGet: No dialog info."));
