@@ -33,7 +33,8 @@ public:
     uList *create() {
         uList *list = existing();
         if (list != nullptr) return list;
-        lock_.get();
+        // A list nobody could guard is not made: the next use tries both again.
+        if (lock_.get() == nullptr) return nullptr;
         uList *created = uListInit(0);
         if (created == nullptr) return nullptr;
         if (list_.compare_exchange_strong(list, created, std::memory_order_acq_rel)) return created;
