@@ -1,4 +1,4 @@
-// The development host's lists, text helpers and allocation failure injection.
+// The development host's lists, text helpers, mutexes, digest and allocation failure injection.
 #include "am_test.h"
 
 namespace {
@@ -7,35 +7,32 @@ using amtest::HostTest;
 
 class HostMemory : public HostTest {};
 
-TEST_F(HostMemory, ListKeepsOrderAcrossRemovalsAndNullElements) {
+TEST_F(HostMemory, ListKeepsOrderAcrossGrowthRemovalsAndNullElements) {
+    // Enough elements for any storage to grow several times; every third one is NULL.
+    static int values[200];
+    auto expected = [](int i) -> void * { return i % 3 ? &values[i] : nullptr; };
     uList *list = uListInit(0);
-    ASSERT_NE(list, nullptr);
-    int a = 1, b = 2, c = 3;
-    ASSERT_EQ(uListAppend(list, &a), 0);
-    ASSERT_EQ(uListAppend(list, nullptr), 0);
-    ASSERT_EQ(uListAppend(list, &b), 0);
-    ASSERT_EQ(uListAppend(list, &c), 0);
-    EXPECT_EQ(uListSize(list), 4);
-    EXPECT_EQ(uListGet(list, 1), nullptr);
-    EXPECT_FALSE(uListEol(list, 1));
-    EXPECT_EQ(uListPosGetByElement(list, &b), 2);
-    EXPECT_EQ(uListRemove(list, 1), nullptr);
-    EXPECT_EQ(uListGet(list, 1), &b);
-    EXPECT_EQ(uListPosGetByElement(list, &c), 2);
-    EXPECT_TRUE(uListEol(list, 3));
+    for (int i = 0; i < 200; ++i) ASSERT_EQ(uListAppend(list, expected(i)), 0);
+    EXPECT_EQ(uListRemove(list, 0), nullptr);
+    EXPECT_EQ(uListRemove(list, 99), &values[100]);
+    EXPECT_EQ(uListRemove(list, 197), &values[199]);
+    EXPECT_EQ(uListRemove(list, 197), nullptr);
+    ASSERT_EQ(uListSize(list), 197);
+    for (int pos = 0; pos < 197; ++pos) {
+        int i = pos < 99 ? pos + 1 : pos + 2;
+        EXPECT_EQ(uListGet(list, pos), expected(i)) << pos;
+        if (i % 3) { EXPECT_EQ(uListPosGetByElement(list, &values[i]), pos); }
+    }
+    EXPECT_FALSE(uListEol(list, 196));
+    EXPECT_TRUE(uListEol(list, 197));
     EXPECT_TRUE(uListEol(list, -1));
-    EXPECT_EQ(uListRemove(list, 7), nullptr);
-    EXPECT_EQ(uListPosGetByElement(list, &list), -1);
+    EXPECT_EQ(uListPosGetByElement(list, &values[100]), -1);
     uListUninit(list);
     EXPECT_EQ(devhost::liveLists(), 0);
-}
 
-TEST_F(HostMemory, NullListBehavesAsEmpty) {
-    EXPECT_EQ(uListSize(nullptr), 0);
-    EXPECT_EQ(uListGet(nullptr, 0), nullptr);
-    EXPECT_TRUE(uListEol(nullptr, 0));
-    EXPECT_EQ(uListAppend(nullptr, nullptr), -1);
-    EXPECT_EQ(uListRemove(nullptr, 0), nullptr);
+    // A NULL list is an empty one.
+    EXPECT_TRUE(uListSize(nullptr) == 0 && uListGet(nullptr, 0) == nullptr && uListEol(nullptr, 0));
+    EXPECT_TRUE(uListAppend(nullptr, nullptr) == -1 && uListRemove(nullptr, 0) == nullptr);
     EXPECT_EQ(uListRemoveAndFree(nullptr, 0, nullptr), -1);
     EXPECT_EQ(uListPosGetByElement(nullptr, nullptr), -1);
     uListUninit(nullptr);
@@ -51,7 +48,6 @@ TEST_F(HostMemory, RemoveAndFreeUsesTheGivenFunctionOrUFree) {
     uList *list = uListInit(0);
     uListAppend(list, uMalloc(8));
     uListAppend(list, uStrGetCopy("x"));
-    EXPECT_EQ(devhost::liveBlocks(), 2);
     EXPECT_EQ(uListRemoveAndFree(list, 0, countingFree), 0);
     EXPECT_EQ(gFreedByCallback, 1);
     EXPECT_EQ(uListRemoveAndFree(list, 0, nullptr), 0);
@@ -60,17 +56,13 @@ TEST_F(HostMemory, RemoveAndFreeUsesTheGivenFunctionOrUFree) {
     uListUninit(list);
 }
 
-TEST_F(HostMemory, FailureInjectionCountsEveryAllocatingCall) {
+TEST_F(HostMemory, FailureInjectionCountsEveryAllocatingCallAndMutexesAreRecursive) {
     devhost::failNth(3);
     void *first = uMalloc(4);
     char *second = uStrGetCopy("abc");
-    uList *third = uListInit(0);
+    EXPECT_EQ(uListInit(0), nullptr);
     SEM_ID fourth = semMCreate(0);
-    EXPECT_NE(first, nullptr);
-    EXPECT_NE(second, nullptr);
-    EXPECT_EQ(third, nullptr);
-    EXPECT_NE(fourth, nullptr);
-    EXPECT_EQ(devhost::failedCalls(), 1);
+    EXPECT_TRUE(first && second && fourth);
 
     uList *list = uListInit(0);
     devhost::failAfter(1);
@@ -85,41 +77,44 @@ TEST_F(HostMemory, FailureInjectionCountsEveryAllocatingCall) {
     uFree(first);
     uFree(second);
     uListUninit(list);
-    semDelete(fourth);
+    ASSERT_EQ(semTake(fourth, -1), 0);
+    EXPECT_EQ(semTake(fourth, 10), 0);
+    EXPECT_TRUE(semGive(fourth) == 0 && semGive(fourth) == 0);
+    EXPECT_EQ(semDelete(fourth), 0);
+    EXPECT_EQ(semTake(nullptr, -1), -1);
     EXPECT_EQ(devhost::liveBlocks(), 0);
     EXPECT_EQ(devhost::liveMutexes(), 0);
 }
 
-TEST_F(HostMemory, BoundedCopiesAlwaysTerminate) {
-    char buffer[4] = {'x', 'x', 'x', 'x'};
-    EXPECT_EQ(uStrSafeCopy(buffer, 4, "abcdef"), 3);
-    EXPECT_STREQ(buffer, "abc");
-    EXPECT_EQ(uStrSafeCopy(buffer, 4, nullptr), 0);
-    EXPECT_STREQ(buffer, "");
-    EXPECT_EQ(uStrnSafeCopy(buffer, 4, "abcdef", 2), 2);
-    EXPECT_STREQ(buffer, "ab");
-    EXPECT_EQ(uStrnSafeCopy(buffer, 4, "abcdef", -1), 0);
-    EXPECT_STREQ(buffer, "");
-    EXPECT_EQ(uStrnSafeCopy(buffer, 1, "abcdef", 6), 0);
-    EXPECT_STREQ(buffer, "");
+TEST_F(HostMemory, BoundedCopiesStayInsideAndTerminate) {
+    const int kNoCount = -2;   // uStrSafeCopy
+    const struct { int size, count; const char *src; int copied; const char *result; } cases[] = {
+        {4, kNoCount, "abcdef", 3, "abc"}, {4, kNoCount, nullptr, 0, ""}, {1, kNoCount, "ab", 0, ""},
+        {4, 2, "abcdef", 2, "ab"},         {4, -1, "abcdef", 0, ""},      {1, 6, "abcdef", 0, ""},
+    };
+    for (const auto &c : cases) {
+        std::vector<char> buffer(c.size, 'x');   // exactly sized, so an overrun is caught
+        int copied = c.count == kNoCount ? uStrSafeCopy(buffer.data(), c.size, c.src)
+                                         : uStrnSafeCopy(buffer.data(), c.size, c.src, c.count);
+        EXPECT_EQ(copied, c.copied) << c.size << " " << c.count;
+        EXPECT_STREQ(buffer.data(), c.result) << c.size << " " << c.count;
+    }
 }
 
 TEST_F(HostMemory, TextHelpers) {
     EXPECT_STREQ(uStrCaseStr("Content-Type: TEXT/plain", "text/PLAIN"), "TEXT/plain");
     EXPECT_EQ(uStrCaseStr("abc", "abcd"), nullptr);
-    EXPECT_EQ(uStrStr(nullptr, "a"), nullptr);
-    EXPECT_EQ(uStrCaseStr("a", nullptr), nullptr);
+    EXPECT_TRUE(uStrStr(nullptr, "a") == nullptr && uStrCaseStr("a", nullptr) == nullptr);
     char spaced[] = " \t value here \r\n";
     EXPECT_STREQ(uStrStripSpace(spaced), "value here");
     char lines[] = "a\r\nb\nc\r";
     EXPECT_STREQ(uStrStripCrlf(lines), "abc");
     char url[] = "sip%3A201%40host%zz%4";
     EXPECT_STREQ(uStrUrlDecode(url), "sip:201@host%zz%4");
-    EXPECT_EQ(uStrStripSpace(nullptr), nullptr);
+    EXPECT_TRUE(uStrStripSpace(nullptr) == nullptr && uStrGetCopy(nullptr) == nullptr);
     char *empty = uStrGetCopy("");
     EXPECT_STREQ(empty, "");
     uFree(empty);
-    EXPECT_EQ(uStrGetCopy(nullptr), nullptr);
 }
 
 TEST_F(HostMemory, MapsAndDigest) {
@@ -137,16 +132,6 @@ TEST_F(HostMemory, MapsAndDigest) {
                                                0xd6, 0x96, 0x3f, 0x7d, 0x28, 0xe1, 0x7f, 0x72};
     EXPECT_EQ(std::memcmp(digest, expected, 16), 0);
     EXPECT_EQ(uDigestMD5("abc", 3, digest, 15), -1);
-}
-
-TEST_F(HostMemory, RecursiveMutex) {
-    SEM_ID sem = semMCreate(0);
-    ASSERT_EQ(semTake(sem, -1), 0);
-    EXPECT_EQ(semTake(sem, 10), 0);
-    EXPECT_EQ(semGive(sem), 0);
-    EXPECT_EQ(semGive(sem), 0);
-    EXPECT_EQ(semDelete(sem), 0);
-    EXPECT_EQ(semTake(nullptr, -1), -1);
 }
 
 }  // namespace
