@@ -67,20 +67,18 @@ private:
 };
 
 struct ParserImpl {
+    ncContext context{};  // what the caller holds; its impl points back here
     std::string name;
     pugi::xml_document document;
     bool parsed = false;
-    Arena arena;                     // the element tree: elements, attributes, lists, items
-    std::deque<std::string> values;  // joined values of mixed content
+    Arena arena;  // the element tree: elements, attributes, lists, items, joined values
 
     template <typename T>
     T *make() {
         return new (arena.take(sizeof(T), alignof(T))) T();
     }
-    uList *makeList(std::size_t reserve) {
-        uList *list = new (arena.take(sizeof(uList), alignof(uList))) uList{std::pmr::vector<void *>(&arena)};
-        list->items.reserve(reserve);
-        return list;
+    uList *makeList(void *const *first, void *const *last) {
+        return new (arena.take(sizeof(uList), alignof(uList))) uList{std::pmr::vector<void *>(first, last, &arena)};
     }
 };
 
@@ -103,41 +101,44 @@ const char *trimInPlace(const char *text) {
     return text;
 }
 
-// An element being built: its pugixml node, the next child to look at, where its
-// children start on the scratch stack, and what its text children were. Only pointers
-// and pugixml handles copied from nodes: nothing here calls into the library to build.
+// An element with children, being built: its pugixml node, the next child to look at,
+// where its children start on the scratch stack, and what its text pieces were. The
+// parser keeps an element's first text on the element itself (`embedded`, "" when none),
+// so only the text between and after children comes as nodes.
 struct Open {
     ncElement *element;
     pugi::xml_node node;
     pugi::xml_node next;
     std::size_t childMark;
+    const char *embedded;
     const char *firstText;
     const char *firstSolid;  // the first text piece that is not only white space
     int texts;
     int solids;
 };
 
-// An element's value: its direct text and CDATA children as written, joined when there
-// are several. Trimmed, pieces of white space around a single solid piece vanish, so the
-// common case of an indented element needs no joined copy.
+// An element's value: its text pieces as written, joined when there are several.
+// Trimmed, pieces of white space around a single solid piece vanish, so the common case
+// of an indented element needs no joined copy.
 const char *elementValue(ParserImpl &impl, const Open &open, bool trim) {
     if (open.texts == 0) return nullptr;
     if (open.texts == 1) return trim ? trimInPlace(open.firstText) : open.firstText;
     if (trim && open.solids == 0) return "";
     if (trim && open.solids == 1) return trimInPlace(open.firstSolid);
-    std::string joined;
+    std::string joined = open.embedded;
     for (pugi::xml_node child = open.node.first_child(); child; child = child.next_sibling()) {
         if (isText(child)) joined += child.value();
     }
+    std::size_t begin = 0;
+    std::size_t end = joined.size();
     if (trim) {
-        std::size_t begin = 0;
-        while (begin < joined.size() && isXmlSpace(joined[begin])) ++begin;
-        std::size_t end = joined.size();
+        while (begin < end && isXmlSpace(joined[begin])) ++begin;
         while (end > begin && isXmlSpace(joined[end - 1])) --end;
-        joined = joined.substr(begin, end - begin);
     }
-    impl.values.push_back(std::move(joined));
-    return impl.values.back().c_str();
+    char *value = static_cast<char *>(impl.arena.take(end - begin + 1, 1));
+    std::memcpy(value, joined.data() + begin, end - begin);
+    value[end - begin] = '\0';
+    return value;
 }
 
 // Makes an element with its attributes; `scratch` is the shared stack the attribute
@@ -155,10 +156,35 @@ ncElement *makeElement(ParserImpl &impl, const pugi::xml_node &node, ncElement *
         scratch.push_back(attr);
     }
     if (scratch.size() > mark) {
-        element->attrs = impl.makeList(0);
-        element->attrs->items.assign(scratch.begin() + static_cast<std::ptrdiff_t>(mark), scratch.end());
+        element->attrs = impl.makeList(scratch.data() + mark, scratch.data() + scratch.size());
         scratch.resize(mark);
     }
+    return element;
+}
+
+// Makes an element, a child of its parent on the scratch stack, and either finishes it
+// at once (no children: most elements of a document) or opens it so that the walk goes
+// through its children.
+ncElement *openElement(ParserImpl &impl, const pugi::xml_node &node, ncElement *parent, bool trim,
+                       std::pmr::vector<void *> &scratch, std::pmr::vector<Open> &open) {
+    ncElement *element = makeElement(impl, node, parent, scratch);
+    if (parent != nullptr) scratch.push_back(element);
+    const char *embedded = node.value();
+    const pugi::xml_node first = node.first_child();
+    if (!first) {
+        if (embedded[0] != '\0') element->value = trim ? trimInPlace(embedded) : embedded;
+        return element;
+    }
+    Open entry{element, node, first, scratch.size(), embedded, nullptr, nullptr, 0, 0};
+    if (embedded[0] != '\0') {
+        entry.texts = 1;
+        entry.firstText = embedded;
+        if (trim && !allSpace(embedded)) {
+            entry.solids = 1;
+            entry.firstSolid = embedded;
+        }
+    }
+    open.push_back(entry);
     return element;
 }
 
@@ -168,17 +194,16 @@ ncElement *makeElement(ParserImpl &impl, const pugi::xml_node &node, ncElement *
 ncElement *build(ParserImpl &impl, const pugi::xml_node &root, bool trim) {
     std::pmr::vector<Open> open(&impl.arena);
     std::pmr::vector<void *> scratch(&impl.arena);
-    ncElement *top = makeElement(impl, root, nullptr, scratch);
-    open.push_back(Open{top, root, root.first_child(), 0, nullptr, nullptr, 0, 0});
+    open.reserve(16);
+    scratch.reserve(64);
+    ncElement *top = openElement(impl, root, nullptr, trim, scratch, open);
     while (!open.empty()) {
         Open &current = open.back();
         if (!current.next) {
             ncElement *element = current.element;
             element->value = elementValue(impl, current, trim);
             if (scratch.size() > current.childMark) {
-                element->children = impl.makeList(0);
-                element->children->items.assign(scratch.begin() + static_cast<std::ptrdiff_t>(current.childMark),
-                                                scratch.end());
+                element->children = impl.makeList(scratch.data() + current.childMark, scratch.data() + scratch.size());
                 scratch.resize(current.childMark);
             }
             open.pop_back();
@@ -188,9 +213,7 @@ ncElement *build(ParserImpl &impl, const pugi::xml_node &root, bool trim) {
         current.next = node.next_sibling();
         const pugi::xml_node_type type = node.type();
         if (type == pugi::node_element) {
-            ncElement *element = makeElement(impl, node, current.element, scratch);
-            scratch.push_back(element);
-            open.push_back(Open{element, node, node.first_child(), scratch.size(), nullptr, nullptr, 0, 0});
+            openElement(impl, node, current.element, trim, scratch, open);  // `current` may move
         } else if (isText(type)) {
             const char *value = node.value();
             if (current.texts++ == 0) current.firstText = value;
@@ -200,7 +223,9 @@ ncElement *build(ParserImpl &impl, const pugi::xml_node &root, bool trim) {
     return top;
 }
 
-constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_ws_pcdata;
+// White-space-only text is kept: an indented container has a value. The first text of an
+// element is stored on the element itself, which spares a node for nearly every element.
+constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_ws_pcdata | pugi::parse_embed_pcdata;
 
 // A well-formed document has exactly one root element and no text beside it.
 bool loadDocument(pugi::xml_document &document, const char *text, std::size_t length) {
@@ -257,14 +282,10 @@ extern "C" {
 
 ncContext *ncCreatePrivate(const char *name) {
     if (!devhost::detail::allocationAllowed()) return nullptr;
-    auto *ctx = static_cast<ncContext *>(std::calloc(1, sizeof(ncContext)));
     auto *impl = new (std::nothrow) ParserImpl;
-    if (ctx == nullptr || impl == nullptr) {
-        std::free(ctx);
-        delete impl;
-        return nullptr;
-    }
+    if (impl == nullptr) return nullptr;
     impl->name = name != nullptr ? name : "";
+    ncContext *ctx = &impl->context;
     ctx->name = impl->name.c_str();
     ctx->impl = impl;
     devhost::detail::countParser(1);
@@ -306,8 +327,7 @@ const char *ncGetElementAttr(const ncElement *element, const char *name) {
 
 void ncDestroy(ncContext *ctx) {
     if (ctx == nullptr) return;
-    delete implOf(ctx);
-    std::free(ctx);
+    delete implOf(ctx);  // the context with it
     devhost::detail::countParser(-1);
 }
 
