@@ -16,6 +16,9 @@ constexpr char kDialogStep[] = "amBlfNotifyParseDialog";
 
 enum class Kind { DialogInfo, Multipart, Other };
 
+// What the subscription state makes of every dialog of a dialog-info document.
+enum class Subscription { AsWritten, Terminated, Reset };
+
 // What one call of a reader knows about the document it reads.
 struct Document {
     int line;
@@ -23,6 +26,7 @@ struct Document {
     const char *contentType;
     const char *subscriptionState;
     Kind kind;
+    Subscription subscription;
     bool textReader;
     char entity[96];
     char entityNumber[64];
@@ -48,6 +52,13 @@ void startDocument(Document &doc, int line, const char *number, const char *cont
     doc.contentType = contentType;
     doc.subscriptionState = subscriptionState;
     doc.kind = kindOf(contentType);
+    if (am::equalsNoCase(subscriptionState, "terminated")) {
+        doc.subscription = Subscription::Terminated;
+    } else if (am::equalsNoCase(subscriptionState, "reset")) {
+        doc.subscription = Subscription::Reset;
+    } else {
+        doc.subscription = Subscription::AsWritten;
+    }
     doc.textReader = textReader;
 }
 
@@ -100,14 +111,15 @@ void finishDocument(Document &doc) {
 }
 
 AmBlfStatus *buildRecord(const Document &doc, const AmBlfParsedDialog &d) {
-    const char *state = doc.subscriptionState;
-    if (am::equalsNoCase(state, "terminated")) {
+    switch (doc.subscription) {
+    case Subscription::Terminated:
         return amRecvDialogInfoProcess(doc.line, d.number, d.direction, "failed", d.id, nullptr, doc.number,
                                        d.remoteDisplay);
-    }
-    if (am::equalsNoCase(state, "reset")) {
+    case Subscription::Reset:
         return amRecvDialogInfoProcess(doc.line, d.number, d.direction, "reset", nullptr, nullptr, doc.number,
                                        d.remoteDisplay);
+    case Subscription::AsWritten:
+        break;
     }
     return amRecvDialogInfoProcess(doc.line, d.number, d.direction, d.state, d.id, d.remote, doc.number,
                                    d.remoteDisplay);
@@ -181,16 +193,16 @@ DialogParts partsOf(const ncElement *dialog) {
         const char *name;
         ncElement *DialogParts::*member;
     };
+    // The names begin with different letters, so a child is compared with one name at most.
     static constexpr Slot kSlots[] = {{"state", &DialogParts::state},   {"local", &DialogParts::local},
                                       {"remote", &DialogParts::remote}, {"param", &DialogParts::param},
                                       {"bw:callpark", &DialogParts::callpark}};
     for (ncElement *child : am::children(dialog)) {
         if (child == nullptr) continue;
         for (const Slot &slot : kSlots) {
-            if (parts.*slot.member == nullptr && std::strcmp(child->name, slot.name) == 0) {
-                parts.*slot.member = child;
-                break;
-            }
+            if (slot.name[0] != child->name[0]) continue;
+            if (parts.*slot.member == nullptr && std::strcmp(child->name, slot.name) == 0) parts.*slot.member = child;
+            break;
         }
     }
     return parts;

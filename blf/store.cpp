@@ -162,7 +162,7 @@ AmBlfStatus *amRecvDialogInfoProcess(int line, const char *number, const char *d
     if (record == nullptr) return nullptr;
     record->line = line;
     record->state = state;
-    std::snprintf(record->number, sizeof record->number, "%s", am::orEmpty(number));
+    am::copyText(record->number, number);
     am::copyText(record->dialogId, dialogId);
     am::copyText(record->remote, remote);
     am::copyText(record->subscriptionNumber, subscriptionNumber);
