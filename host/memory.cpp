@@ -120,15 +120,13 @@ char *uStrGetCopy(const char *text) {
 
 int uStrnSafeCopy(char *dst, int dstSize, const char *src, int count) {
     if (dst == nullptr || dstSize <= 0) return 0;
-    int copied = 0;
-    if (src != nullptr) {
-        while (copied < count && copied < dstSize - 1 && src[copied] != '\0') {
-            dst[copied] = src[copied];
-            ++copied;
-        }
+    std::size_t copied = 0;
+    if (src != nullptr && count > 0) {
+        copied = strnlen(src, static_cast<std::size_t>(count < dstSize - 1 ? count : dstSize - 1));
+        std::memmove(dst, src, copied);
     }
     dst[copied] = '\0';
-    return copied;
+    return static_cast<int>(copied);
 }
 
 int uStrSafeCopy(char *dst, int dstSize, const char *src) {
