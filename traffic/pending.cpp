@@ -194,13 +194,11 @@ void amPendingTimerExpired(int line) {
         ostraPrintLog(2, kLog, "%s: Line Info Not Find! line=[%d].", "amPendingTimerExpired", line);
         return;
     }
-    // This firing may be a late one: a confirm that took the mutex first could no longer
-    // delete it and has armed a fresh timer, whose id is the one stored. Deleting the
-    // stored id before disarming or rearming keeps one timer per line; for the timer that
-    // is firing it is a no-op.
+    // A fired timer is spent, so the host is not asked to delete it. A firing that a confirm
+    // or a clear came too late to stop is taken as an ordinary expiry; its line may then run
+    // two timers until its queue drains.
     auto *timedOut = static_cast<PendingNode *>(uListRemove(info->queue, 0));
     if (timedOut == nullptr) {
-        uTimerDel(info->timerId);
         info->timerId = -1;  // idle until the next request
         return;
     }
@@ -211,10 +209,7 @@ void amPendingTimerExpired(int line) {
     // Rearmed even when nothing is left, so an idle line is reached one timeout later;
     // unless a result delivered from inside the send has already armed a timer for the
     // head now on the wire, which a second one would only duplicate.
-    if (info->timerId == timerId) {
-        uTimerDel(timerId);
-        armTimer(info);
-    }
+    if (info->timerId == timerId) armTimer(info);
 }
 
 int amPendingCancel(int type, int line, const char *number) {
