@@ -88,9 +88,11 @@ TEST_F(HostMemory, FailureInjectionCountsEveryAllocatingCallAndMutexesAreRecursi
 
 TEST_F(HostMemory, BoundedCopiesStayInsideAndTerminate) {
     const int kNoCount = -2;   // uStrSafeCopy
+    static const char kUnterminated[3] = {'a', 'b', 'c'};  // read past `count`, ASan objects
     const struct { int size, count; const char *src; int copied; const char *result; } cases[] = {
         {4, kNoCount, "abcdef", 3, "abc"}, {4, kNoCount, nullptr, 0, ""}, {1, kNoCount, "ab", 0, ""},
         {4, 2, "abcdef", 2, "ab"},         {4, -1, "abcdef", 0, ""},      {1, 6, "abcdef", 0, ""},
+        {8, 6, "ab", 2, "ab"},             {8, 3, kUnterminated, 3, "abc"},
     };
     for (const auto &c : cases) {
         std::vector<char> buffer(c.size, 'x');   // exactly sized, so an overrun is caught
