@@ -142,11 +142,11 @@ char *uStrCaseStr(const char *text, const char *word) {
     if (text == nullptr || word == nullptr) return nullptr;
     std::size_t n = std::strlen(word);
     if (n == 0) return const_cast<char *>(text);
-    int first = std::tolower(static_cast<unsigned char>(word[0]));
+    // SIP texts are ASCII: folding inline spares a library call per character.
+    auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    const char first = fold(word[0]);
     for (const char *p = text; *p != '\0'; ++p) {
-        if (std::tolower(static_cast<unsigned char>(*p)) == first && strncasecmp(p, word, n) == 0) {
-            return const_cast<char *>(p);
-        }
+        if (fold(*p) == first && strncasecmp(p, word, n) == 0) return const_cast<char *>(p);
     }
     return nullptr;
 }
