@@ -1,7 +1,6 @@
 // Notifications that need no state of their own: each becomes exactly one module event.
 // Also the two small body parsers (check-online, firmware update) that other parts of the
 // phone call directly.
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -17,15 +16,7 @@ int raise(const char *name, const void *record, std::size_t size) {
 }
 
 // A channel is whatever decimal number the body begins with; anything else is channel 0.
-// An out-of-range number saturates as it does where long is 32 bits wide, instead of
-// wrapping into an unrelated channel where it is wider.
-int channelOf(const char *body) {
-    if (body == nullptr) return 0;
-    long channel = std::strtol(body, nullptr, 10);
-    if (channel > INT_MAX) return INT_MAX;
-    if (channel < INT_MIN) return INT_MIN;
-    return static_cast<int>(channel);
-}
+int channelOf(const char *body) { return body != nullptr ? am::decimalAt(body) : 0; }
 
 int channelReport(const char *eventName, const char *function, const char *body) {
     int channel = channelOf(body);

@@ -1,12 +1,15 @@
 // Small C++ helpers shared by every feature of the module: bounded copies that cannot be
 // given a wrong size, a scoped hold of a host mutex, a scoped XML parser context and
 // case-insensitive comparisons, a mutex created on first use, and the hand-over of a plain
-// SUBSCRIBE. Header-only; nothing here allocates but that mutex.
+// SUBSCRIBE, and the reading of a decimal number. Header-only; nothing here allocates but
+// that mutex.
 #ifndef OSTRA_AM_CORE_UTIL_H
 #define OSTRA_AM_CORE_UTIL_H
 
 #include <atomic>
+#include <climits>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <strings.h>
 
@@ -61,6 +64,15 @@ public:
 private:
     SEM_ID sem_;
 };
+
+// The decimal number that `text` begins with (strtol rules), held inside the int range as
+// a 32-bit long holds it on the phone, whatever the width of long where this is built.
+inline int decimalAt(const char *text) {
+    long value = std::strtol(text, nullptr, 10);
+    if (value > INT_MAX) return INT_MAX;
+    if (value < INT_MIN) return INT_MIN;
+    return static_cast<int>(value);
+}
 
 // A feature's mutex, created by whichever thread first needs it and kept for the life of
 // the process. Racing first users install only one; a creation that fails is tried again

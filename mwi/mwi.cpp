@@ -26,15 +26,11 @@ bool yesAfter(const char *header, std::size_t headerLength) {
 }
 
 // Count texts go through a small scratch buffer so that a count written without its
-// delimiter cannot drag strtol through the rest of the body. A count beyond int is held
-// at the limit, as a 32-bit long would hold it, whatever the width of long here.
+// delimiter cannot drag strtol through the rest of the body.
 int countBetween(const char *from, const char *to) {
     char scratch[32];
     am::copyTextN(scratch, from, static_cast<int>(to - from));
-    long value = std::strtol(scratch, nullptr, 10);
-    if (value > INT_MAX) return INT_MAX;
-    if (value < INT_MIN) return INT_MIN;
-    return static_cast<int>(value);
+    return am::decimalAt(scratch);
 }
 
 // A mailbox may claim any counts it likes; their sum must not overflow.

@@ -5,7 +5,6 @@
 #define OSTRA_AM_SCA_INTERNAL_H
 
 #include <atomic>
-#include <climits>
 #include <cstdlib>
 
 #include "core/util.h"
@@ -57,14 +56,6 @@ bool appendCopy(uList *list, const Entry &value) {
     if (uListAppend(list, entry) == 0) return true;
     uFree(entry);
     return false;
-}
-
-// The decimal number that `text` begins with (strtol rules), kept inside the int range.
-inline int decimalAt(const char *text) {
-    long value = std::strtol(text, nullptr, 10);
-    if (value > INT_MAX) return INT_MAX;
-    if (value < INT_MIN) return INT_MIN;
-    return static_cast<int>(value);
 }
 
 }  // namespace am
