@@ -1,0 +1,436 @@
+// From a SIP message to the module's entry-point calls, as the phone's protocol manager
+// makes them.
+#include <sofia-sip/msg.h>
+#include <sofia-sip/msg_mime.h>
+#include <sofia-sip/sip.h>
+#include <sofia-sip/sip_header.h>
+#include <sofia-sip/sip_protos.h>
+#include <sofia-sip/su_alloc.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <memory>
+
+#include "sippm.h"
+#include "text.h"
+
+namespace sippm {
+
+namespace {
+
+struct HomeDeleter {
+    void operator()(su_home_t *home) const { su_home_unref(home); }
+};
+using Home = std::unique_ptr<su_home_t, HomeDeleter>;
+
+struct MsgDeleter {
+    void operator()(msg_t *msg) const { msg_destroy(msg); }
+};
+using Msg = std::unique_ptr<msg_t, MsgDeleter>;
+
+std::string headerValue(su_home_t *home, const void *header) {
+    char *text = sip_header_as_string(home, static_cast<const sip_header_t *>(header));
+    return text != nullptr ? std::string(text) : std::string();
+}
+
+std::string userOf(const url_t *url) {
+    if (url == nullptr) return {};
+    if (url->url_user != nullptr) return url->url_user;
+    // A tel URI keeps its number where a sip URI keeps the host.
+    if (url->url_type == url_tel && url->url_host != nullptr) return url->url_host;
+    return {};
+}
+
+// A display name without its quotes and quoted-pair escapes.
+std::string displayOf(const char *display) {
+    if (display == nullptr) return {};
+    std::string text = trim(display);
+    if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
+        std::string out;
+        for (std::size_t i = 1; i + 1 < text.size(); ++i) {
+            if (text[i] == '\\' && i + 2 < text.size()) ++i;
+            out += text[i];
+        }
+        return out;
+    }
+    return text;
+}
+
+std::optional<std::string> payloadOf(const msg_payload_t *payload) {
+    if (payload == nullptr || payload->pl_data == nullptr || payload->pl_len == 0) return std::nullopt;
+    return std::string(payload->pl_data, payload->pl_len);
+}
+
+bool hasParam(const msg_param_t *params, const char *name, const char *value) {
+    if (params == nullptr) return false;
+    std::size_t length = std::strlen(name);
+    for (; *params != nullptr; ++params) {
+        const char *p = *params;
+        if (strncasecmp(p, name, length) != 0 || p[length] != '=') continue;
+        std::string v = trim(p + length + 1);
+        if (v.size() >= 2 && v.front() == '"') v = v.substr(1, v.size() - 2);
+        return strcasecmp(v.c_str(), value) == 0;
+    }
+    return false;
+}
+
+bool isMultipart(const std::optional<std::string> &contentType) {
+    return contentType && strncasecmp(contentType->c_str(), "multipart/", 10) == 0;
+}
+
+}  // namespace
+
+struct Normaliser {
+    ProtocolManager &pm;
+    su_home_t *home;
+    sip_t const *sip;
+    Inbound &in;
+
+    int lineOfUsers(std::initializer_list<std::string> users) const {
+        for (const std::string &user : users) {
+            int line = pm.lines_.match(user);
+            if (line != 0) return line;
+        }
+        return 1;
+    }
+
+    void summarise() {
+        std::string s;
+        if (sip->sip_request != nullptr) {
+            s = std::string(sip->sip_request->rq_method_name) + " " +
+                (sip->sip_request->rq_url->url_user != nullptr ? sip->sip_request->rq_url->url_user : "");
+        } else {
+            s = std::to_string(sip->sip_status->st_status) + " " +
+                (sip->sip_status->st_phrase != nullptr ? sip->sip_status->st_phrase : "") + " (" + in.method + ")";
+        }
+        if (!in.number.empty()) s += in.fromPhone ? " to " + in.number : " from " + in.number;
+        if (in.event) s += " Event: " + *in.event;
+        if (in.subscriptionState) s += " State: " + *in.subscriptionState;
+        if (in.contentType) s += " [" + *in.contentType + "]";
+        in.summary = s;
+    }
+
+    Call base(Call::Kind kind) const {
+        Call call;
+        call.kind = kind;
+        call.line = in.line;
+        call.number = in.number;
+        return call;
+    }
+
+    void notify() {
+        std::optional<std::string> body = payloadOf(sip->sip_payload);
+        Call call = base(Call::Notify);
+        call.event = in.event;
+        call.subscriptionState = in.subscriptionState;
+        if (!body) {
+            // Shared appearances and line seize may carry their state in headers alone.
+            call.contentType = in.contentType;
+            bool any = false;
+            for (const sip_call_info_t *ci = sip->sip_call_info; ci != nullptr; ci = ci->ci_next) {
+                call.body = headerValue(home, ci);
+                in.calls.push_back(call);
+                any = true;
+            }
+            if (!any) in.calls.push_back(call);
+            return;
+        }
+        if (!isMultipart(in.contentType)) {
+            call.contentType = in.contentType;
+            call.body = body;
+            in.calls.push_back(call);
+            return;
+        }
+        multipart(call);
+    }
+
+    void multipart(Call call) {
+        msg_multipart_t *parts = msg_multipart_parse(home, sip->sip_content_type,
+                                                    const_cast<msg_payload_t *>(sip->sip_payload));
+        if (parts == nullptr) {
+            in.warnings.push_back("multipart body without readable parts: handed over whole");
+            call.contentType = in.contentType;
+            call.body = payloadOf(sip->sip_payload);
+            in.calls.push_back(call);
+            return;
+        }
+        struct Part {
+            std::string type;
+            std::optional<std::string> body;
+        };
+        std::vector<Part> list;
+        for (msg_multipart_t *mp = parts; mp != nullptr; mp = mp->mp_next) {
+            if (mp->mp_content_type == nullptr && mp->mp_payload == nullptr) continue;
+            Part part;
+            if (mp->mp_content_type != nullptr && mp->mp_content_type->c_type != nullptr)
+                part.type = mp->mp_content_type->c_type;
+            part.body = payloadOf(mp->mp_payload);
+            list.push_back(part);
+        }
+        bool related = strcasecmp(in.contentType->c_str(), "multipart/related") == 0;
+        bool rlmi = related && (hasParam(sip->sip_content_type->c_params, "type", "application/rlmi+xml") ||
+                                std::any_of(list.begin(), list.end(), [](const Part &p) {
+                                    return strcasecmp(p.type.c_str(), "application/rlmi+xml") == 0;
+                                }));
+        if (!rlmi) {
+            for (const Part &part : list) {
+                call.contentType = part.type.empty() ? std::optional<std::string>() : part.type;
+                call.body = part.body;
+                in.calls.push_back(call);
+            }
+            return;
+        }
+        // The list reader wants the member list first, every member document under the
+        // container's type, and a closing marker once the whole list is in.
+        for (const Part &part : list) {
+            if (strcasecmp(part.type.c_str(), "application/rlmi+xml") != 0) continue;
+            call.contentType = "application/rlmi+xml";
+            call.body = part.body;
+            in.calls.push_back(call);
+        }
+        for (const Part &part : list) {
+            if (strcasecmp(part.type.c_str(), "application/rlmi+xml") == 0) continue;
+            if (!part.body) continue;
+            call.contentType = "multipart/related";
+            call.body = part.body;
+            in.calls.push_back(call);
+        }
+        call.contentType = "multipart/related";
+        call.body = "finish";
+        in.calls.push_back(call);
+    }
+
+    void message() {
+        Call call = base(Call::Message);
+        call.name = in.name;
+        call.contentType = in.contentType;
+        call.body = payloadOf(sip->sip_payload);
+        in.calls.push_back(call);
+    }
+
+    void info() {
+        Call call = base(Call::Info);
+        call.contentType = in.contentType;
+        call.body = payloadOf(sip->sip_payload);
+        in.calls.push_back(call);
+    }
+
+    void phoneRequest(const std::string &method) {
+        in.fromPhone = true;
+        in.number = userOf(sip->sip_request->rq_url);
+        if (in.number.empty() && sip->sip_to != nullptr) in.number = userOf(sip->sip_to->a_url);
+        in.line = lineOfUsers({sip->sip_from != nullptr ? userOf(sip->sip_from->a_url) : std::string()});
+        if (sip->sip_call_id == nullptr || sip->sip_cseq == nullptr) {
+            in.warnings.push_back("no Call-ID or CSeq: its response cannot be matched");
+            return;
+        }
+        Transaction tr;
+        tr.line = in.line;
+        tr.number = in.number;
+        tr.started = in.t;
+        if (method == "MESSAGE") {
+            tr.kind = Transaction::Message;
+            tr.contentType = in.contentType.value_or("");
+            tr.id = pm.nextMessageId_++;
+        } else {
+            bool cancel = sip->sip_expires != nullptr && sip->sip_expires->ex_delta == 0;
+            tr.kind = cancel ? Transaction::Unsubscribe : Transaction::Subscribe;
+            tr.event = in.event.value_or("");
+            for (const sip_call_info_t *ci = sip->sip_call_info; ci != nullptr; ci = ci->ci_next) {
+                if (!tr.callInfo.empty()) tr.callInfo += ",";
+                tr.callInfo += headerValue(home, ci);
+            }
+        }
+        pm.track(sip->sip_call_id->i_id, sip->sip_cseq->cs_seq, tr);
+    }
+
+    void response() {
+        in.method = sip->sip_cseq != nullptr && sip->sip_cseq->cs_method_name != nullptr
+                        ? sip->sip_cseq->cs_method_name : "";
+        in.status = sip->sip_status->st_status;
+        if (in.method != "SUBSCRIBE" && in.method != "MESSAGE") {
+            // The phone answering the server: nothing for the module.
+            in.fromPhone = true;
+            if (sip->sip_to != nullptr) in.line = lineOfUsers({userOf(sip->sip_to->a_url)});
+            if (sip->sip_from != nullptr) in.number = userOf(sip->sip_from->a_url);
+            return;
+        }
+        in.number = sip->sip_to != nullptr ? userOf(sip->sip_to->a_url) : "";
+        in.line = lineOfUsers({sip->sip_from != nullptr ? userOf(sip->sip_from->a_url) : std::string()});
+        if (in.status < 200) return;
+        int result = in.status < 300 ? in.status : 0;
+        const Transaction *found = nullptr;
+        ProtocolManager::Key key;
+        if (sip->sip_call_id != nullptr && sip->sip_cseq != nullptr) {
+            key = {sip->sip_call_id->i_id, sip->sip_cseq->cs_seq};
+            auto it = pm.transactions_.find(key);
+            if (it != pm.transactions_.end()) found = &it->second;
+        }
+        Transaction tr;
+        if (found != nullptr) {
+            tr = *found;
+            pm.transactions_.erase(key);
+        } else if (in.method == "SUBSCRIBE" && in.event) {
+            tr.kind = sip->sip_expires != nullptr && sip->sip_expires->ex_delta == 0 ? Transaction::Unsubscribe
+                                                                                    : Transaction::Subscribe;
+            tr.line = in.line;
+            tr.number = in.number;
+            tr.event = *in.event;
+        } else {
+            in.warnings.push_back("response to a " + in.method +
+                                  " that was not seen and names no event package: not handed over");
+            return;
+        }
+        Call call;
+        call.line = tr.line;
+        call.number = tr.number;
+        call.state = result;
+        in.line = tr.line;
+        in.number = tr.number;
+        if (tr.kind == Transaction::Message) {
+            call.kind = Call::MessageResult;
+            call.contentType = tr.contentType;
+            call.id = tr.id;
+        } else {
+            call.kind = tr.kind == Transaction::Subscribe ? Call::SubscribeResult : Call::UnsubscribeResult;
+            call.event = tr.event;
+            in.event = tr.event;
+            call.contentType = in.contentType;
+            if (call.kind == Call::SubscribeResult) {
+                call.body = payloadOf(sip->sip_payload);
+                if (!call.body && sip->sip_call_info != nullptr) call.body = headerValue(home, sip->sip_call_info);
+                if (!call.body && !tr.callInfo.empty()) call.body = tr.callInfo;
+            }
+        }
+        in.calls.push_back(call);
+    }
+
+    void run() {
+        if (sip->sip_event != nullptr) in.event = headerValue(home, sip->sip_event);
+        if (sip->sip_subscription_state != nullptr && sip->sip_subscription_state->ss_substate != nullptr)
+            in.subscriptionState = trim(sip->sip_subscription_state->ss_substate);
+        if (sip->sip_content_type != nullptr && sip->sip_content_type->c_type != nullptr)
+            in.contentType = bareContentType(sip->sip_content_type->c_type);
+        if (sip->sip_from != nullptr) in.name = displayOf(sip->sip_from->a_display);
+
+        if (sip->sip_status != nullptr) {
+            in.request = false;
+            response();
+            summarise();
+            return;
+        }
+        in.request = true;
+        in.method = sip->sip_request->rq_method_name != nullptr ? sip->sip_request->rq_method_name : "";
+        std::string target = userOf(sip->sip_request->rq_url);
+        std::string to = sip->sip_to != nullptr ? userOf(sip->sip_to->a_url) : "";
+        std::string from = sip->sip_from != nullptr ? userOf(sip->sip_from->a_url) : "";
+        bool toPhone = pm.lines_.match(target) != 0 || pm.lines_.match(to) != 0;
+        if (in.method == "SUBSCRIBE" ||
+            (in.method == "MESSAGE" && !toPhone && pm.lines_.match(from) != 0)) {
+            phoneRequest(in.method);
+            summarise();
+            return;
+        }
+        in.line = lineOfUsers({target, to});
+        in.number = from;
+        if (in.method == "NOTIFY") {
+            if (!in.event) in.warnings.push_back("NOTIFY without an Event header");
+            notify();
+        } else if (in.method == "MESSAGE") {
+            message();
+        } else if (in.method == "INFO") {
+            info();
+        }
+        summarise();
+    }
+};
+
+ProtocolManager::ProtocolManager(LineTable lines) : lines_(std::move(lines)) {}
+ProtocolManager::~ProtocolManager() = default;
+
+void ProtocolManager::track(const std::string &callId, unsigned cseq, const Transaction &transaction) {
+    transactions_[Key{callId, cseq}] = transaction;
+}
+
+std::vector<Call> ProtocolManager::expire(double now, double timeout) {
+    std::vector<std::pair<Key, Transaction>> due;
+    for (const auto &entry : transactions_) {
+        if (now - entry.second.started >= timeout) due.push_back(entry);
+    }
+    std::stable_sort(due.begin(), due.end(),
+                     [](const auto &a, const auto &b) { return a.second.started < b.second.started; });
+    std::vector<Call> calls;
+    for (const auto &entry : due) {
+        transactions_.erase(entry.first);
+        const Transaction &tr = entry.second;
+        Call call;
+        call.line = tr.line;
+        call.number = tr.number;
+        call.state = 0;
+        if (tr.kind == Transaction::Message) {
+            call.kind = Call::MessageResult;
+            call.contentType = tr.contentType;
+            call.id = tr.id;
+        } else {
+            call.kind = tr.kind == Transaction::Subscribe ? Call::SubscribeResult : Call::UnsubscribeResult;
+            call.event = tr.event;
+            if (call.kind == Call::SubscribeResult && !tr.callInfo.empty()) call.body = tr.callInfo;
+        }
+        calls.push_back(call);
+    }
+    return calls;
+}
+
+bool ProtocolManager::normalise(msg_t *msg, const std::string &source, double t, Inbound &out,
+                                std::string &error) {
+    out = Inbound{};
+    out.source = source;
+    out.t = t;
+    sip_t const *sip = sip_object(msg);
+    if (sip == nullptr || (sip->sip_request == nullptr && sip->sip_status == nullptr)) {
+        error = source + ": not a SIP request or response";
+        return false;
+    }
+    if (sip->sip_request != nullptr && sip->sip_request->rq_method_name == nullptr) {
+        error = source + ": request without a method";
+        return false;
+    }
+    for (const sip_error_t *e = sip->sip_error; e != nullptr; e = e->er_next) {
+        out.warnings.push_back("unreadable header: " +
+                               trim(std::string(e->er_name != nullptr ? e->er_name : "?")));
+    }
+    Home home(static_cast<su_home_t *>(su_home_new(sizeof(su_home_t))));
+    if (!home) {
+        error = source + ": out of memory";
+        return false;
+    }
+    Normaliser{*this, home.get(), sip, out}.run();
+    return true;
+}
+
+bool ProtocolManager::parse(const char *data, std::size_t size, const std::string &source, double t,
+                            Inbound &out, std::string &error) {
+    if (data == nullptr || size == 0) {
+        error = source + ": empty message";
+        return false;
+    }
+    std::string warning;
+    std::string fixed = trustBodyBytes(std::string(data, size), warning);
+    Msg msg(msg_make(sip_default_mclass(), 0, fixed.data(), static_cast<ssize_t>(fixed.size())));
+    if (!msg) {
+        error = source + ": not a SIP message";
+        return false;
+    }
+    sip_t const *sip = sip_object(msg.get());
+    if (sip == nullptr || (sip->sip_request == nullptr && sip->sip_status == nullptr)) {
+        error = source + ": not a SIP message (no request or status line)";
+        return false;
+    }
+    if (!normalise(msg.get(), source, t, out, error)) return false;
+    out.bytes = size;
+    if (!warning.empty()) out.warnings.insert(out.warnings.begin(), warning);
+    return true;
+}
+
+}  // namespace sippm
