@@ -1,0 +1,209 @@
+// amlive: the module behind a real SIP stack. It registers the phone's lines, subscribes
+// through the module to what the user watches, hands the server's NOTIFYs, MESSAGEs and
+// INFOs to it, and prints the timeline (or JSON lines) and, with --state, what the phone
+// shows when it stops (SIGINT, SIGTERM or --duration).
+#include <dlfcn.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "host/dev_host.h"
+#include "live.h"
+#include "platform/am.h"
+#include "report.h"
+
+namespace {
+
+std::atomic<bool> stopRequested{false};
+amlive::Live *running = nullptr;
+amlive::Reporter *reporter = nullptr;
+
+void onSignal(int) {
+    stopRequested.store(true);
+    if (running != nullptr) running->wake();
+}
+
+void usage(std::FILE *out) {
+    std::fputs(
+        "usage: amlive --line N:USER:PASSWORD@SERVER[:PORT][;transport=tcp] [options]\n"
+        "  --line ...          a line (repeatable); SERVER is where REGISTER and every request go\n"
+        "  --domain DOMAIN     the domain of the lines' URIs (default: SERVER's host)\n"
+        "  --blf [L:]NUMBER    a BLF key for NUMBER on line L (default 1); repeatable\n"
+        "  --list [L:]USER     a BLF resource list (RLMI) at USER@DOMAIN\n"
+        "  --presence [L:]NUMBER  a presence watch\n"
+        "  --mwi [L]           the line's own mailbox (message-summary)\n"
+        "  --json              JSON lines instead of the timeline\n"
+        "  --state             print what the phone shows when stopping\n"
+        "  --log-level N       print the module's log lines of level N and above to stderr\n"
+        "  --duration SECONDS  stop by itself after that long (default: at SIGINT)\n",
+        out);
+}
+
+// "L:REST" or "REST" with line 1.
+std::pair<int, std::string> lineAndRest(const std::string &arg) {
+    std::size_t colon = arg.find(':');
+    if (colon != std::string::npos && colon > 0 && arg.find_first_not_of("0123456789") == colon)
+        return {std::atoi(arg.substr(0, colon).c_str()), arg.substr(colon + 1)};
+    return {1, arg};
+}
+
+bool parseLine(const std::string &arg, amlive::Account &account) {
+    std::size_t at = arg.rfind('@');
+    if (at == std::string::npos) return false;
+    std::string who = arg.substr(0, at), where = arg.substr(at + 1);
+    std::size_t c1 = who.find(':'), c2 = who.find(':', c1 == std::string::npos ? 0 : c1 + 1);
+    if (c1 == std::string::npos || c2 == std::string::npos) return false;
+    account.line.index = std::atoi(who.substr(0, c1).c_str());
+    account.line.user = who.substr(c1 + 1, c2 - c1 - 1);
+    account.password = who.substr(c2 + 1);
+    const std::string tcp = ";transport=tcp";
+    if (where.size() > tcp.size() && where.compare(where.size() - tcp.size(), tcp.size(), tcp) == 0) {
+        account.tcp = true;
+        where.resize(where.size() - tcp.size());
+    }
+    account.proxy = where;
+    account.line.server = where;
+    return account.line.index > 0 && !account.line.user.empty() && !where.empty();
+}
+
+void messageCallback(const AmRecvMessage *message) {
+    if (reporter == nullptr || message == nullptr) return;
+    reporter->delivered(message->line, message->number ? message->number : "", message->name ? message->name : "",
+                        message->body ? message->body : "");
+}
+
+int plainReceiver(int line, const char *number, const char *name, const char *body) {
+    if (reporter != nullptr) reporter->delivered(line, number ? number : "", name ? name : "", body ? body : "");
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    std::vector<amlive::Account> accounts;
+    std::vector<amlive::Watch> watches;
+    std::string domain;
+    bool json = false, state = false;
+    int logLevel = -1;
+    double duration = 0;
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        auto value = [&]() -> std::string {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "amlive: %s needs a value\n", arg.c_str());
+                std::exit(2);
+            }
+            return argv[++i];
+        };
+        if (arg == "--line") {
+            amlive::Account account;
+            std::string v = value();
+            if (!parseLine(v, account)) {
+                std::fprintf(stderr, "amlive: --line %s: expected N:USER:PASSWORD@SERVER[:PORT]\n", v.c_str());
+                return 2;
+            }
+            accounts.push_back(account);
+        } else if (arg == "--domain") {
+            domain = value();
+        } else if (arg == "--blf" || arg == "--list" || arg == "--presence") {
+            auto [line, number] = lineAndRest(value());
+            amlive::Watch w;
+            w.kind = arg == "--blf" ? amlive::Watch::Blf : arg == "--list" ? amlive::Watch::List : amlive::Watch::Presence;
+            w.line = line;
+            w.number = number;
+            watches.push_back(w);
+        } else if (arg == "--mwi") {
+            amlive::Watch w;
+            w.kind = amlive::Watch::Mwi;
+            if (i + 1 < argc && argv[i + 1][0] != '-') w.line = std::atoi(argv[++i]);
+            watches.push_back(w);
+        } else if (arg == "--json") {
+            json = true;
+        } else if (arg == "--state") {
+            state = true;
+        } else if (arg == "--log-level") {
+            logLevel = std::atoi(value().c_str());
+        } else if (arg == "--duration") {
+            duration = std::atof(value().c_str());
+        } else if (arg == "-h" || arg == "--help") {
+            usage(stdout);
+            return 0;
+        } else {
+            std::fprintf(stderr, "amlive: unknown argument %s\n", arg.c_str());
+            usage(stderr);
+            return 2;
+        }
+    }
+    if (accounts.empty()) {
+        std::fprintf(stderr, "amlive: no --line given\n");
+        usage(stderr);
+        return 2;
+    }
+    for (amlive::Account &a : accounts) {
+        if (!domain.empty()) a.line.server = domain;
+    }
+    for (const amlive::Watch &w : watches) {
+        bool known = false;
+        for (const amlive::Account &a : accounts) known = known || a.line.index == w.line;
+        if (!known || (w.kind != amlive::Watch::Mwi && w.number.empty())) {
+            std::fprintf(stderr, "amlive: a watch on line %d names no configured line or no number\n", w.line);
+            return 2;
+        }
+    }
+
+    amlive::Reporter out(stdout, json);
+    reporter = &out;
+    devhost::setAsyncMode(devhost::Mode::Threaded);
+    devhost::setTimerMode(devhost::Mode::Threaded);
+    devhost::setRecordEvents(false);
+    devhost::setRecordLogs(false);
+    devhost::setLogPrintLevel(logLevel);
+    devhost::setEventObserver([&out](const char *name, const void *data, int size) { out.event(name, data, size); });
+    if (amModuleInit() != 0) {
+        std::fprintf(stderr, "amlive: the module did not start\n");
+        return 1;
+    }
+    amMessageProcessCbRegister(messageCallback);
+    // The plain text receiver exists only in builds with messaging.
+    using Register = int (*)(const char *, AmSmsRecvFunc);
+    if (auto reg = reinterpret_cast<Register>(dlsym(RTLD_DEFAULT, "amSmsPlainRecvCallBackRegister")))
+        reg("amlive", plainReceiver);
+
+    int rc = 0;
+    {
+        // Entry points are looked up rather than linked, so that a build without one of the
+        // features (messaging results, say) still runs the rest.
+        sippm::ModuleApi module;
+        std::string missing;
+        if (!module.resolve(dlopen(nullptr, RTLD_NOW), missing)) out.note("module: " + missing);
+        amlive::Live live(out, module);
+        std::string error;
+        if (!live.start(accounts, watches, error)) {
+            std::fprintf(stderr, "amlive: %s\n", error.c_str());
+            rc = 1;
+        } else {
+            running = &live;
+            std::signal(SIGINT, onSignal);
+            std::signal(SIGTERM, onSignal);
+            live.run(stopRequested, duration);
+            live.shutdown();
+            running = nullptr;
+            if (live.registeredLines() == 0) rc = 1;
+        }
+    }
+    devhost::waitAsyncIdle();
+    // Back to manual modes: that joins the host's timer and asynchronous threads.
+    devhost::setTimerMode(devhost::Mode::Manual);
+    devhost::setAsyncMode(devhost::Mode::Manual);
+    if (state) out.state();
+    amMessageProcessCbUnregister(messageCallback);
+    devhost::setEventObserver({});
+    amModuleUnInit();
+    reporter = nullptr;
+    return rc;
+}
