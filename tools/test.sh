@@ -6,7 +6,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(g++ cmake ninja-build pkg-config libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev libssl-dev binutils
-          libsofia-sip-ua-dev libpcap-dev nlohmann-json3-dev libcli11-dev)
+          libsofia-sip-ua-dev libpcap-dev nlohmann-json3-dev libcli11-dev
+          kamailio kamailio-presence-modules sip-tester jq iproute2)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -7,7 +7,8 @@ set -uo pipefail
 AMLIVE=${1:?usage: run.sh AMLIVE [KEEP_DIR]}
 source "$(dirname "$0")/kamailio.sh"
 
-scratch=${2:-$(mktemp -d /tmp/amlive-e2e.XXXXXX)}
+keep=${2:-}
+scratch=${keep:-$(mktemp -d /tmp/amlive-e2e.XXXXXX)}
 mkdir -p "$scratch"
 pids=()
 AMLIVE_PID=
@@ -21,7 +22,7 @@ cleanup() {
     wait "$pid" 2>/dev/null || true
   done
   kamailio_stop
-  [ -z "${2:-}" ] && [ "${failed:-0}" -eq 0 ] && rm -rf "$scratch"
+  if [ -z "$keep" ] && [ "${failed:-0}" -eq 0 ]; then rm -rf "$scratch"; fi
 }
 trap cleanup EXIT
 failed=0

@@ -19,10 +19,15 @@ namespace sippm {
 
 namespace {
 
-struct HomeDeleter {
-    void operator()(su_home_t *home) const { su_home_unref(home); }
+// A home on the stack: su_home_unref leaves a heap home that never allocated anything
+// in place, so a message that needed no scratch text would leak it.
+struct Home {
+    su_home_t home[1] = {SU_HOME_INIT(home)};
+    Home() = default;
+    Home(const Home &) = delete;
+    Home &operator=(const Home &) = delete;
+    ~Home() { su_home_deinit(home); }
 };
-using Home = std::unique_ptr<su_home_t, HomeDeleter>;
 
 struct MsgDeleter {
     void operator()(msg_t *msg) const { msg_destroy(msg); }
@@ -400,12 +405,8 @@ bool ProtocolManager::normalise(msg_t *msg, const std::string &source, double t,
         out.warnings.push_back("unreadable header: " +
                                trim(std::string(e->er_name != nullptr ? e->er_name : "?")));
     }
-    Home home(static_cast<su_home_t *>(su_home_new(sizeof(su_home_t))));
-    if (!home) {
-        error = source + ": out of memory";
-        return false;
-    }
-    Normaliser{*this, home.get(), sip, out}.run();
+    Home home;
+    Normaliser{*this, home.home, sip, out}.run();
     return true;
 }
 
