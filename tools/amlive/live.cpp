@@ -353,6 +353,7 @@ void Live::onEvent(int event, int status, const char *phrase, nua_handle_t *nh, 
         if (status >= 200 && sub != nullptr) {
             sub->done = true;
             devhost::line(sub->line).registered = false;
+            reporter_.note("line " + std::to_string(sub->line) + " unregistered: " + std::to_string(status));
         }
         return;
     case nua_r_subscribe:

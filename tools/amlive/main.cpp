@@ -158,6 +158,9 @@ int main(int argc, char **argv) {
 
     amlive::Reporter out(stdout, json);
     reporter = &out;
+    char clock[64];
+    std::snprintf(clock, sizeof clock, "t=0 is Unix time %.6f", out.epoch());
+    out.note(clock);
     devhost::setAsyncMode(devhost::Mode::Threaded);
     devhost::setTimerMode(devhost::Mode::Threaded);
     devhost::setRecordEvents(false);

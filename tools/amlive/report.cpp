@@ -102,6 +102,10 @@ double Reporter::now() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
 }
 
+double Reporter::epoch() const {
+    return std::chrono::duration<double>(wallStart_.time_since_epoch()).count();
+}
+
 void Reporter::line(const std::string &text) {
     std::fputs(text.c_str(), out_);
     std::fputc('\n', out_);

@@ -23,6 +23,7 @@ public:
     Reporter(std::FILE *out, bool json) : out_(out), json_(json) {}
 
     double now() const;   // seconds since the reporter was made
+    double epoch() const; // the Unix time of now() == 0, to line the timeline up with other logs
     void inbound(const sippm::Inbound &in);
     void outbound(const devhost::Request &request, const sippm::OutRequest &rendered);
     // A module event as raised; the record is read during the raise (pointer texts die after).
@@ -35,6 +36,7 @@ public:
 private:
     void line(const std::string &text);
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    std::chrono::system_clock::time_point wallStart_ = std::chrono::system_clock::now();
     std::FILE *out_;
     bool json_;
     std::mutex mutex_;

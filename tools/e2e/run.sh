@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # The phone on a real server: Kamailio as registrar, proxy and presence server, sipp as the
 # other phones, amlive as the watching phone (line 200). Checks what the module reported.
-#   tools/e2e/run.sh AMLIVE [KEEP_DIR]
+#   tools/e2e/run.sh AMLIVE [udp|tcp] [KEEP_DIR]     (the watching phone's transport)
 # Every process started here is stopped by its pid on every path; every wait is bounded.
 set -uo pipefail
-AMLIVE=${1:?usage: run.sh AMLIVE [KEEP_DIR]}
+AMLIVE=${1:?usage: run.sh AMLIVE [udp|tcp] [KEEP_DIR]}
+transport=${2:-udp}
 source "$(dirname "$0")/kamailio.sh"
 
-keep=${2:-}
+keep=${3:-}
 scratch=${keep:-$(mktemp -d /tmp/amlive-e2e.XXXXXX)}
 mkdir -p "$scratch"
 pids=()
@@ -49,7 +50,9 @@ kamailio_setup "$scratch" "$port"
 kamailio_start "$scratch" "$port" || exit 1
 server="127.0.0.1:$port"
 
-"$AMLIVE" --line "1:200:secret@$server" --domain ostra.test --blf 201 --blf 202 --list blf-list \
+suffix=
+[ "$transport" = tcp ] && suffix=";transport=tcp"
+"$AMLIVE" --line "1:200:secret@$server$suffix" --domain ostra.test --blf 201 --blf 202 --list blf-list \
   --presence 203 --mwi --json --state > "$out" 2> "$scratch/amlive.err" &
 AMLIVE_PID=$!
 
@@ -114,7 +117,10 @@ unsubscribed() { jq -e -s --arg n "$1" 'map(select(.kind=="in" and .method=="SUB
 for n in 201 202 blf-list 203 200; do
   unsubscribed "$n" || fail "no answered unSUBSCRIBE for $n"
 done
-jq -e -s 'map(select(.kind=="state")) | length == 1' "$out" > /dev/null || fail "no final state"
+jq -e -s 'map(select(.kind=="log" and .text=="line 1 unregistered: 200")) | length == 1' "$out" > /dev/null \
+  || fail "the line was not unregistered"
+jq -e -s 'map(select(.kind=="state")) | .[0].blf | map(select(.number=="201" and .state=="idle")) | length == 1' \
+  "$out" > /dev/null || fail "the final state does not show 201 idle"
 
 if [ "$failed" -ne 0 ]; then
   echo "e2e: failed; everything is kept in $scratch" >&2
