@@ -19,10 +19,14 @@ namespace sippm {
 
 namespace {
 
-struct HomeDeleter {
-    void operator()(su_home_t *home) const { su_home_unref(home); }
+// A scratch memory home for one message's multipart and header texts.
+struct Home {
+    su_home_t home[1] = {SU_HOME_INIT(home)};
+    Home() { su_home_init(home); }
+    ~Home() { su_home_deinit(home); }
+    Home(const Home &) = delete;
+    Home &operator=(const Home &) = delete;
 };
-using Home = std::unique_ptr<su_home_t, HomeDeleter>;
 
 struct MsgDeleter {
     void operator()(msg_t *msg) const { msg_destroy(msg); }
@@ -98,14 +102,16 @@ struct Normaliser {
     void summarise() {
         std::string s;
         if (sip->sip_request != nullptr) {
-            s = std::string(sip->sip_request->rq_method_name) + " " +
-                (sip->sip_request->rq_url->url_user != nullptr ? sip->sip_request->rq_url->url_user : "");
+            s = in.method;
+            if (in.fromPhone) s += " to " + in.number;
+            else s += (in.number.empty() ? std::string() : " from " + in.number) + " on line " + std::to_string(in.line);
         } else {
-            s = std::to_string(sip->sip_status->st_status) + " " +
+            s = std::to_string(in.status) + " " +
                 (sip->sip_status->st_phrase != nullptr ? sip->sip_status->st_phrase : "") + " (" + in.method + ")";
+            if (!in.number.empty()) s += " for " + in.number;
         }
-        if (!in.number.empty()) s += in.fromPhone ? " to " + in.number : " from " + in.number;
         if (in.event) s += " Event: " + *in.event;
+        if (in.expires >= 0 && in.request && in.fromPhone) s += " Expires: " + std::to_string(in.expires);
         if (in.subscriptionState) s += " State: " + *in.subscriptionState;
         if (in.contentType) s += " [" + *in.contentType + "]";
         in.summary = s;
@@ -233,6 +239,7 @@ struct Normaliser {
             tr.kind = Transaction::Message;
             tr.contentType = in.contentType.value_or("");
             tr.id = pm.nextMessageId_++;
+            in.messageId = tr.id;
         } else {
             bool cancel = sip->sip_expires != nullptr && sip->sip_expires->ex_delta == 0;
             tr.kind = cancel ? Transaction::Unsubscribe : Transaction::Subscribe;
@@ -313,6 +320,10 @@ struct Normaliser {
         if (sip->sip_content_type != nullptr && sip->sip_content_type->c_type != nullptr)
             in.contentType = bareContentType(sip->sip_content_type->c_type);
         if (sip->sip_from != nullptr) in.name = displayOf(sip->sip_from->a_display);
+        in.body = payloadOf(sip->sip_payload);
+        if (sip->sip_expires != nullptr) in.expires = static_cast<int>(sip->sip_expires->ex_delta);
+        for (const sip_call_info_t *ci = sip->sip_call_info; ci != nullptr; ci = ci->ci_next)
+            in.callInfo.push_back(headerValue(home, ci));
 
         if (sip->sip_status != nullptr) {
             in.request = false;
@@ -400,12 +411,8 @@ bool ProtocolManager::normalise(msg_t *msg, const std::string &source, double t,
         out.warnings.push_back("unreadable header: " +
                                trim(std::string(e->er_name != nullptr ? e->er_name : "?")));
     }
-    Home home(static_cast<su_home_t *>(su_home_new(sizeof(su_home_t))));
-    if (!home) {
-        error = source + ": out of memory";
-        return false;
-    }
-    Normaliser{*this, home.get(), sip, out}.run();
+    Home scratch;
+    Normaliser{*this, scratch.home, sip, out}.run();
     return true;
 }
 

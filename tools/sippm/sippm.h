@@ -65,9 +65,12 @@ struct ModuleApi {
     int (*recvSubscribeResult)(int, const char *, const char *, const char *, int, const char *) = nullptr;
     int (*recvUnsubscribeResult)(int, const char *, const char *, const char *, int) = nullptr;
     int (*recvMessageResult)(int, const char *, const char *, int, int) = nullptr;
-    // Resolves every entry point with dlsym in an already opened module; false and a
-    // message naming the first missing symbol when one is missing.
+    // Resolves with dlsym, in an already opened module, every entry point it has (a module
+    // built without a feature lacks its entry points; Call::invoke then answers -1). False
+    // with a message when it has not even amRecvNotify: then it is no module.
     bool resolve(void *handle, std::string &error);
+    // The entry point a call needs and the module lacks, or nullptr.
+    const char *missing(int kind) const;
 };
 
 // One call of a module entry point. Absent texts are passed as NULL.
@@ -98,6 +101,13 @@ struct Inbound {
     std::string summary;       // one line: start line and the headers that matter
     std::vector<std::string> warnings;
     std::vector<Call> calls;   // what the module gets, in order
+    // What a request carried beyond the above, for tools that act on the phone's own
+    // requests: its body, Expires (-1: none), Call-Info values, and for a MESSAGE the
+    // phone sent, the id its result will carry.
+    std::optional<std::string> body;
+    int expires = -1;
+    std::vector<std::string> callInfo;
+    int messageId = 0;
 };
 
 // A request as the phone's SIP stack would send it.
