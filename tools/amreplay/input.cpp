@@ -200,9 +200,15 @@ void splitMessageText(const std::string &text, const std::string &name, const Si
         if (he == std::string::npos || he > limit) he = limit;   // headers only
         long cl = contentLength(text, pos, he);
         if (cl >= 0 && he + static_cast<std::size_t>(cl) > limit && he + static_cast<std::size_t>(cl) <= text.size()) {
-            // A body that holds a start line of its own (message/sipfrag) runs to its length.
-            next = nextStart(text, lineBeginAtOrAfter(text, he + cl));
-            limit = next == std::string::npos ? text.size() : next;
+            // A body that holds a start line of its own (message/sipfrag) runs to its
+            // length, when the length ends where a message or the file ends; otherwise the
+            // length is wrong and the start line begins the next message.
+            std::size_t after = nextStart(text, lineBeginAtOrAfter(text, he + cl));
+            std::size_t afterLimit = after == std::string::npos ? text.size() : after;
+            if (onlySeparators(text, he + cl, afterLimit)) {
+                next = after;
+                limit = afterLimit;
+            }
         }
         std::size_t end;
         if (cl >= 0 && he + static_cast<std::size_t>(cl) <= limit && onlySeparators(text, he + cl, limit)) {

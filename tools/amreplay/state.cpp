@@ -291,6 +291,7 @@ std::string PhoneState::text() const {
     }
     section("paging", lines);
     if (delivered_ > 0) out += "  messages delivered to receivers: " + std::to_string(delivered_) + "\n";
+    if (out.find('\n') == out.size() - 1) out += "  nothing reported\n";
     return out;
 }
 

@@ -275,9 +275,16 @@ struct Normaliser {
             if (it != pm.transactions_.end()) found = &it->second;
         }
         Transaction tr;
+        bool message = in.method == "MESSAGE";
+        auto rendered = std::find_if(pm.rendered_.begin(), pm.rendered_.end(), [&](const Transaction &t) {
+            return (t.kind == Transaction::Message) == message && t.number == in.number;
+        });
         if (found != nullptr) {
             tr = *found;
             pm.transactions_.erase(key);
+        } else if (rendered != pm.rendered_.end()) {
+            tr = *rendered;
+            pm.rendered_.erase(rendered);
         } else if (in.method == "SUBSCRIBE" && in.event) {
             tr.kind = sip->sip_expires != nullptr && sip->sip_expires->ex_delta == 0 ? Transaction::Unsubscribe
                                                                                     : Transaction::Subscribe;
@@ -319,6 +326,8 @@ struct Normaliser {
             in.subscriptionState = trim(sip->sip_subscription_state->ss_substate);
         if (sip->sip_content_type != nullptr && sip->sip_content_type->c_type != nullptr)
             in.contentType = bareContentType(sip->sip_content_type->c_type);
+        else if (pm.rawContentType_)
+            in.contentType = bareContentType(*pm.rawContentType_);   // a type without a subtype ("kts")
         if (sip->sip_from != nullptr) in.name = displayOf(sip->sip_from->a_display);
         in.body = payloadOf(sip->sip_payload);
         if (sip->sip_expires != nullptr) in.expires = static_cast<int>(sip->sip_expires->ex_delta);
@@ -407,6 +416,16 @@ bool ProtocolManager::normalise(msg_t *msg, const std::string &source, double t,
         error = source + ": request without a method";
         return false;
     }
+    std::string missing;
+    for (auto [present, name] : {std::pair<bool, const char *>{sip->sip_from != nullptr, "From"},
+                                 {sip->sip_to != nullptr, "To"}, {sip->sip_call_id != nullptr, "Call-ID"},
+                                 {sip->sip_cseq != nullptr, "CSeq"}}) {
+        if (!present) missing += std::string(missing.empty() ? "" : ", ") + name;
+    }
+    if (!missing.empty()) {
+        error = source + ": without a usable " + missing;
+        return false;
+    }
     for (const sip_error_t *e = sip->sip_error; e != nullptr; e = e->er_next) {
         out.warnings.push_back("unreadable header: " +
                                trim(std::string(e->er_name != nullptr ? e->er_name : "?")));
@@ -434,7 +453,10 @@ bool ProtocolManager::parse(const char *data, std::size_t size, const std::strin
         error = source + ": not a SIP message (no request or status line)";
         return false;
     }
-    if (!normalise(msg.get(), source, t, out, error)) return false;
+    rawContentType_ = rawHeader(fixed, "Content-Type", "c");
+    bool ok = normalise(msg.get(), source, t, out, error);
+    rawContentType_.reset();
+    if (!ok) return false;
     out.bytes = size;
     if (!warning.empty()) out.warnings.insert(out.warnings.begin(), warning);
     return true;

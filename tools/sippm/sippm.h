@@ -151,7 +151,9 @@ public:
 
     // The SIP request a pm* call becomes. With `remember`, a SUBSCRIBE or MESSAGE is kept
     // as a transaction, so that its response (or its timeout) becomes a result call;
-    // replay leaves it out, as nothing answers a request that was never sent.
+    // replay leaves it out, as nothing answers a request that was never sent. Either way a
+    // response whose request was not seen is matched to the oldest rendered request of its
+    // method to the same user (a capture taken without the phone's side).
     OutRequest render(const devhost::Request &request, double now, bool remember = true);
 
     // Remember a request sent by other means (the live mode's stack).
@@ -171,6 +173,10 @@ private:
     };
     LineTable lines_;
     std::map<Key, Transaction> transactions_;
+    std::vector<Transaction> rendered_;   // awaiting a response matched by user (bounded)
+    // The Content-Type of the message parse() reads, as written, for types the parser
+    // refuses (a bare "kts" has no subtype).
+    std::optional<std::string> rawContentType_;
     unsigned counter_ = 0;
     int nextMessageId_ = 1;
 
