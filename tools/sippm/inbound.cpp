@@ -19,14 +19,13 @@ namespace sippm {
 
 namespace {
 
-// A home on the stack: su_home_unref leaves a heap home that never allocated anything
-// in place, so a message that needed no scratch text would leak it.
+// A scratch memory home for one message's multipart and header texts.
 struct Home {
     su_home_t home[1] = {SU_HOME_INIT(home)};
-    Home() = default;
+    Home() { su_home_init(home); }
+    ~Home() { su_home_deinit(home); }
     Home(const Home &) = delete;
     Home &operator=(const Home &) = delete;
-    ~Home() { su_home_deinit(home); }
 };
 
 struct MsgDeleter {
@@ -103,14 +102,16 @@ struct Normaliser {
     void summarise() {
         std::string s;
         if (sip->sip_request != nullptr) {
-            s = std::string(sip->sip_request->rq_method_name) + " " +
-                (sip->sip_request->rq_url->url_user != nullptr ? sip->sip_request->rq_url->url_user : "");
+            s = in.method;
+            if (in.fromPhone) s += " to " + in.number;
+            else s += (in.number.empty() ? std::string() : " from " + in.number) + " on line " + std::to_string(in.line);
         } else {
-            s = std::to_string(sip->sip_status->st_status) + " " +
+            s = std::to_string(in.status) + " " +
                 (sip->sip_status->st_phrase != nullptr ? sip->sip_status->st_phrase : "") + " (" + in.method + ")";
+            if (!in.number.empty()) s += " for " + in.number;
         }
-        if (!in.number.empty()) s += in.fromPhone ? " to " + in.number : " from " + in.number;
         if (in.event) s += " Event: " + *in.event;
+        if (in.expires >= 0 && in.request && in.fromPhone) s += " Expires: " + std::to_string(in.expires);
         if (in.subscriptionState) s += " State: " + *in.subscriptionState;
         if (in.contentType) s += " [" + *in.contentType + "]";
         in.summary = s;
@@ -238,6 +239,7 @@ struct Normaliser {
             tr.kind = Transaction::Message;
             tr.contentType = in.contentType.value_or("");
             tr.id = pm.nextMessageId_++;
+            in.messageId = tr.id;
         } else {
             bool cancel = sip->sip_expires != nullptr && sip->sip_expires->ex_delta == 0;
             tr.kind = cancel ? Transaction::Unsubscribe : Transaction::Subscribe;
@@ -273,9 +275,16 @@ struct Normaliser {
             if (it != pm.transactions_.end()) found = &it->second;
         }
         Transaction tr;
+        bool message = in.method == "MESSAGE";
+        auto rendered = std::find_if(pm.rendered_.begin(), pm.rendered_.end(), [&](const Transaction &t) {
+            return (t.kind == Transaction::Message) == message && t.number == in.number;
+        });
         if (found != nullptr) {
             tr = *found;
             pm.transactions_.erase(key);
+        } else if (rendered != pm.rendered_.end()) {
+            tr = *rendered;
+            pm.rendered_.erase(rendered);
         } else if (in.method == "SUBSCRIBE" && in.event) {
             tr.kind = sip->sip_expires != nullptr && sip->sip_expires->ex_delta == 0 ? Transaction::Unsubscribe
                                                                                     : Transaction::Subscribe;
@@ -317,7 +326,13 @@ struct Normaliser {
             in.subscriptionState = trim(sip->sip_subscription_state->ss_substate);
         if (sip->sip_content_type != nullptr && sip->sip_content_type->c_type != nullptr)
             in.contentType = bareContentType(sip->sip_content_type->c_type);
+        else if (pm.rawContentType_)
+            in.contentType = bareContentType(*pm.rawContentType_);   // a type without a subtype ("kts")
         if (sip->sip_from != nullptr) in.name = displayOf(sip->sip_from->a_display);
+        in.body = payloadOf(sip->sip_payload);
+        if (sip->sip_expires != nullptr) in.expires = static_cast<int>(sip->sip_expires->ex_delta);
+        for (const sip_call_info_t *ci = sip->sip_call_info; ci != nullptr; ci = ci->ci_next)
+            in.callInfo.push_back(headerValue(home, ci));
 
         if (sip->sip_status != nullptr) {
             in.request = false;
@@ -401,12 +416,22 @@ bool ProtocolManager::normalise(msg_t *msg, const std::string &source, double t,
         error = source + ": request without a method";
         return false;
     }
+    std::string missing;
+    for (auto [present, name] : {std::pair<bool, const char *>{sip->sip_from != nullptr, "From"},
+                                 {sip->sip_to != nullptr, "To"}, {sip->sip_call_id != nullptr, "Call-ID"},
+                                 {sip->sip_cseq != nullptr, "CSeq"}}) {
+        if (!present) missing += std::string(missing.empty() ? "" : ", ") + name;
+    }
+    if (!missing.empty()) {
+        error = source + ": without a usable " + missing;
+        return false;
+    }
     for (const sip_error_t *e = sip->sip_error; e != nullptr; e = e->er_next) {
         out.warnings.push_back("unreadable header: " +
                                trim(std::string(e->er_name != nullptr ? e->er_name : "?")));
     }
-    Home home;
-    Normaliser{*this, home.home, sip, out}.run();
+    Home scratch;
+    Normaliser{*this, scratch.home, sip, out}.run();
     return true;
 }
 
@@ -428,7 +453,10 @@ bool ProtocolManager::parse(const char *data, std::size_t size, const std::strin
         error = source + ": not a SIP message (no request or status line)";
         return false;
     }
-    if (!normalise(msg.get(), source, t, out, error)) return false;
+    rawContentType_ = rawHeader(fixed, "Content-Type", "c");
+    bool ok = normalise(msg.get(), source, t, out, error);
+    rawContentType_.reset();
+    if (!ok) return false;
     out.bytes = size;
     if (!warning.empty()) out.warnings.insert(out.warnings.begin(), warning);
     return true;

@@ -33,14 +33,8 @@ int LineTable::match(const std::string &user) const {
 namespace {
 
 template <typename F>
-bool bind(void *handle, const char *name, F &slot, std::string &error) {
-    void *symbol = dlsym(handle, name);
-    if (symbol == nullptr) {
-        if (error.empty()) error = std::string("the module has no ") + name;
-        return false;
-    }
-    slot = reinterpret_cast<F>(symbol);
-    return true;
+void bind(void *handle, const char *name, F &slot) {
+    slot = reinterpret_cast<F>(dlsym(handle, name));
 }
 
 const char *text(const std::optional<std::string> &value) { return value ? value->c_str() : nullptr; }
@@ -49,13 +43,26 @@ const char *text(const std::optional<std::string> &value) { return value ? value
 
 bool ModuleApi::resolve(void *handle, std::string &error) {
     error.clear();
-    bool ok = bind(handle, "amRecvNotify", recvNotify, error);
-    ok = bind(handle, "amRecvMessage", recvMessage, error) && ok;
-    ok = bind(handle, "amRecvInfo", recvInfo, error) && ok;
-    ok = bind(handle, "amRecvSubscribeResult", recvSubscribeResult, error) && ok;
-    ok = bind(handle, "amRecvUnsubscribeResult", recvUnsubscribeResult, error) && ok;
-    ok = bind(handle, "amRecvMessageResult", recvMessageResult, error) && ok;
-    return ok;
+    bind(handle, "amRecvNotify", recvNotify);
+    bind(handle, "amRecvMessage", recvMessage);
+    bind(handle, "amRecvInfo", recvInfo);
+    bind(handle, "amRecvSubscribeResult", recvSubscribeResult);
+    bind(handle, "amRecvUnsubscribeResult", recvUnsubscribeResult);
+    bind(handle, "amRecvMessageResult", recvMessageResult);
+    if (recvNotify == nullptr) error = "no amRecvNotify: not the module";
+    return recvNotify != nullptr;
+}
+
+const char *ModuleApi::missing(int kind) const {
+    switch (kind) {
+    case Call::Notify: return recvNotify ? nullptr : "amRecvNotify";
+    case Call::Message: return recvMessage ? nullptr : "amRecvMessage";
+    case Call::Info: return recvInfo ? nullptr : "amRecvInfo";
+    case Call::SubscribeResult: return recvSubscribeResult ? nullptr : "amRecvSubscribeResult";
+    case Call::UnsubscribeResult: return recvUnsubscribeResult ? nullptr : "amRecvUnsubscribeResult";
+    case Call::MessageResult: return recvMessageResult ? nullptr : "amRecvMessageResult";
+    }
+    return "?";
 }
 
 const char *Call::entryPoint() const {

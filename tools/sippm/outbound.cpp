@@ -81,6 +81,10 @@ OutRequest ProtocolManager::render(const devhost::Request &request, double now, 
     if (request.hasContentType) out.contentType = request.contentType;
     if (request.hasBody) out.body = request.body;
     if (remember && out.method != "INFO") track(out.callId, out.cseq, tr);
+    if (out.method != "INFO") {
+        if (rendered_.size() >= 256) rendered_.erase(rendered_.begin());
+        rendered_.push_back(tr);
+    }
     return out;
 }
 

@@ -65,9 +65,12 @@ struct ModuleApi {
     int (*recvSubscribeResult)(int, const char *, const char *, const char *, int, const char *) = nullptr;
     int (*recvUnsubscribeResult)(int, const char *, const char *, const char *, int) = nullptr;
     int (*recvMessageResult)(int, const char *, const char *, int, int) = nullptr;
-    // Resolves every entry point with dlsym in an already opened module; false and a
-    // message naming the first missing symbol when one is missing.
+    // Resolves with dlsym, in an already opened module, every entry point it has (a module
+    // built without a feature lacks its entry points; Call::invoke then answers -1). False
+    // with a message when it has not even amRecvNotify: then it is no module.
     bool resolve(void *handle, std::string &error);
+    // The entry point a call needs and the module lacks, or nullptr.
+    const char *missing(int kind) const;
 };
 
 // One call of a module entry point. Absent texts are passed as NULL.
@@ -98,6 +101,13 @@ struct Inbound {
     std::string summary;       // one line: start line and the headers that matter
     std::vector<std::string> warnings;
     std::vector<Call> calls;   // what the module gets, in order
+    // What a request carried beyond the above, for tools that act on the phone's own
+    // requests: its body, Expires (-1: none), Call-Info values, and for a MESSAGE the
+    // phone sent, the id its result will carry.
+    std::optional<std::string> body;
+    int expires = -1;
+    std::vector<std::string> callInfo;
+    int messageId = 0;
 };
 
 // A request as the phone's SIP stack would send it.
@@ -141,7 +151,9 @@ public:
 
     // The SIP request a pm* call becomes. With `remember`, a SUBSCRIBE or MESSAGE is kept
     // as a transaction, so that its response (or its timeout) becomes a result call;
-    // replay leaves it out, as nothing answers a request that was never sent.
+    // replay leaves it out, as nothing answers a request that was never sent. Either way a
+    // response whose request was not seen is matched to the oldest rendered request of its
+    // method to the same user (a capture taken without the phone's side).
     OutRequest render(const devhost::Request &request, double now, bool remember = true);
 
     // Remember a request sent by other means (the live mode's stack).
@@ -161,6 +173,10 @@ private:
     };
     LineTable lines_;
     std::map<Key, Transaction> transactions_;
+    std::vector<Transaction> rendered_;   // awaiting a response matched by user (bounded)
+    // The Content-Type of the message parse() reads, as written, for types the parser
+    // refuses (a bare "kts" has no subtype).
+    std::optional<std::string> rawContentType_;
     unsigned counter_ = 0;
     int nextMessageId_ = 1;
 

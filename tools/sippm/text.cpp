@@ -35,17 +35,18 @@ std::size_t headerEnd(const std::string &data, std::size_t from) {
 
 namespace {
 
-// The value span of the Content-Length header (long or compact form) in the header block.
-bool findContentLength(const std::string &data, std::size_t end, std::size_t &valueBegin,
-                       std::size_t &valueEnd) {
-    std::size_t line = 0;
+// The value span of the first header of that name in the header block [0, end).
+bool findHeader(const std::string &data, std::size_t end, const char *longName, const char *compact,
+                std::size_t &valueBegin, std::size_t &valueEnd) {
+    std::size_t line = data.find('\n');   // past the start line
+    line = line == std::string::npos ? end : line + 1;
     while (line < end) {
         std::size_t nl = data.find('\n', line);
         if (nl == std::string::npos || nl > end) nl = end;
         std::size_t colon = data.find(':', line);
         if (colon != std::string::npos && colon < nl) {
             std::string name = trim(data.substr(line, colon - line));
-            if (strcasecmp(name.c_str(), "Content-Length") == 0 || strcasecmp(name.c_str(), "l") == 0) {
+            if (strcasecmp(name.c_str(), longName) == 0 || strcasecmp(name.c_str(), compact) == 0) {
                 valueBegin = colon + 1;
                 valueEnd = nl > valueBegin && data[nl - 1] == '\r' ? nl - 1 : nl;
                 return true;
@@ -56,7 +57,19 @@ bool findContentLength(const std::string &data, std::size_t end, std::size_t &va
     return false;
 }
 
+bool findContentLength(const std::string &data, std::size_t end, std::size_t &valueBegin, std::size_t &valueEnd) {
+    return findHeader(data, end, "Content-Length", "l", valueBegin, valueEnd);
+}
+
 }  // namespace
+
+std::optional<std::string> rawHeader(const std::string &message, const char *name, const char *compact) {
+    std::size_t end = headerEnd(message);
+    std::size_t vb = 0, ve = 0;
+    if (!findHeader(message, end == std::string::npos ? message.size() : end, name, compact, vb, ve))
+        return std::nullopt;
+    return trim(message.substr(vb, ve - vb));
+}
 
 std::string trustBodyBytes(const std::string &message, std::string &warning) {
     warning.clear();

@@ -3,6 +3,7 @@
 #define OSTRA_SIPPM_TEXT_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 namespace sippm {
@@ -12,6 +13,10 @@ std::string trim(const std::string &text);
 // The message with its Content-Length made to agree with the body's bytes (added when
 // missing); `warning` says what was changed when the header disagreed.
 std::string trustBodyBytes(const std::string &message, std::string &warning);
+
+// The value of the first header of that name (long or compact form) in the message's
+// header block, as written.
+std::optional<std::string> rawHeader(const std::string &message, const char *name, const char *compact);
 
 // Where the header block ends (the offset of the body), or npos when it has not ended.
 std::size_t headerEnd(const std::string &data, std::size_t from = 0);
