@@ -13,6 +13,7 @@
 #include <sofia-sip/su_tag.h>
 #include <sofia-sip/su_wait.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -75,7 +76,19 @@ struct Callbacks {
     }
 };
 
-Live::Live(Reporter &reporter, const sippm::ModuleApi &module) : reporter_(reporter), module_(module) {}
+Live::Live(amreplay::Timeline &timeline, const sippm::ModuleApi &module) : timeline_(timeline), module_(module) {}
+
+double Live::now() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+}
+
+double Live::epoch() const {
+    return std::chrono::duration<double>(wallStart_.time_since_epoch()).count();
+}
+
+void Live::note(const std::string &text) { timeline_.note(now(), "amlive", text); }
+
+void Live::error(const std::string &source, const std::string &text) { timeline_.error(now(), source, text); }
 
 Live::~Live() {
     shutdown();
@@ -152,7 +165,7 @@ bool Live::start(const std::vector<Account> &accounts, const std::vector<Watch> 
         std::string expires = std::to_string(a.expires);
         nua_register(sub->nh, NUTAG_M_USERNAME(a.line.user.c_str()), NUTAG_REGISTRAR(proxy.c_str()),
                      SIPTAG_EXPIRES_STR(expires.c_str()), TAG_END());
-        reporter_.note("line " + std::to_string(a.line.index) + ": REGISTER " + self + " via " + proxy);
+        note("line " + std::to_string(a.line.index) + ": REGISTER " + self + " via " + proxy);
         subs_.push_back(std::move(sub));
     }
     return true;
@@ -168,7 +181,7 @@ void Live::wake() {
 int Live::onRequest(const devhost::Request &request, int configured) {
     {
         std::lock_guard<std::mutex> lock(queueMutex_);
-        queue_.push_back({request, {}});
+        queue_.push_back({request, configured, {}});
     }
     wake();
     return configured;
@@ -181,8 +194,8 @@ void Live::sendPending() {
         pending.swap(queue_);
     }
     for (Pending &p : pending) {
-        p.rendered = pm_.render(p.request, reporter_.now(), false);
-        reporter_.outbound(p.request, p.rendered);
+        p.rendered = pm_.render(p.request, now(), false);
+        timeline_.request(now(), p.request, p.result, p.rendered);
         send(p);
     }
 }
@@ -214,7 +227,7 @@ void Live::send(const Pending &p) {
     const Request &r = p.request;
     const Account *a = account(r.line);
     if (a == nullptr) {
-        reporter_.error("line " + std::to_string(r.line), "no such line configured: request not sent");
+        error("line " + std::to_string(r.line), "no such line configured: request not sent");
         return;
     }
     std::string self = userAt(a->line.user, a->line.server);
@@ -306,16 +319,16 @@ void Live::handOver(const std::string &source, bool track, const Sub *sub) {
         tr.event = sub->event;
         tr.contentType = sub->contentType;
         tr.id = sub->id;
-        tr.started = reporter_.now();
+        tr.started = now();
         pm_.track(sip->sip_call_id->i_id, sip->sip_cseq->cs_seq, tr);
     }
     sippm::Inbound in;
-    std::string error;
-    if (!pm_.normalise(msg, source, reporter_.now(), in, error)) {
-        reporter_.error(source, error);
+    std::string why;
+    if (!pm_.normalise(msg, source, now(), in, why)) {
+        error(source, why);
         return;
     }
-    reporter_.inbound(in);
+    timeline_.inbound(now(), in);
     for (const sippm::Call &call : in.calls) call.invoke(module_);
 }
 
@@ -341,19 +354,27 @@ void Live::onEvent(int event, int status, const char *phrase, nua_handle_t *nh, 
                 sub->registered = true;
                 devhost::line(sub->line).registered = true;
                 ++registered_;
-                reporter_.note("line " + std::to_string(sub->line) + " registered");
+                note("line " + std::to_string(sub->line) + " registered");
                 askWatches(sub->line);
             }
         } else {
-            reporter_.error("line " + std::to_string(sub->line),
-                            "REGISTER failed: " + std::to_string(status) + " " + (phrase ? phrase : ""));
+            error("line " + std::to_string(sub->line),
+                  "REGISTER failed: " + std::to_string(status) + " " + (phrase ? phrase : ""));
+            if (sub->registered) {
+                // A refresh refused: the module must stop subscribing on this line.
+                sub->registered = false;
+                devhost::line(sub->line).registered = false;
+                --registered_;
+            }
+            // Nothing to watch when no line could register: the tool stops by itself.
+            if (++refused_ >= static_cast<int>(accounts_.size()) && registered_.load() == 0) gaveUp_ = true;
         }
         return;
     case nua_r_unregister:
         if (status >= 200 && sub != nullptr) {
             sub->done = true;
             devhost::line(sub->line).registered = false;
-            reporter_.note("line " + std::to_string(sub->line) + " unregistered: " + std::to_string(status));
+            note("line " + std::to_string(sub->line) + " unregistered: " + std::to_string(status));
         }
         return;
     case nua_r_subscribe:
@@ -394,14 +415,17 @@ void Live::onEvent(int event, int status, const char *phrase, nua_handle_t *nh, 
 
 void Live::askWatches(int line) {
     const Account *a = account(line);
+    asked_.push_back(line);
     for (const Watch &w : watches_) {
         if (w.line != line) continue;
         switch (w.kind) {
         case Watch::Blf:
         case Watch::List:
+            timeline_.action(now(), "blf", {std::to_string(line), w.number});
             amRequestBlf(line, w.number.c_str());
             break;
         case Watch::Presence:
+            timeline_.action(now(), "presence", {std::to_string(line), w.number});
             amRequestPresence(line, w.number.c_str());
             break;
         case Watch::Mwi: {
@@ -420,7 +444,7 @@ void Live::askWatches(int line) {
             nua_subscribe(sub->nh, NUTAG_URL(uri.c_str()), SIPTAG_EVENT_STR("message-summary"),
                           SIPTAG_ACCEPT_STR("application/simple-message-summary"), SIPTAG_EXPIRES_STR("3600"),
                           TAG_END());
-            reporter_.note("line " + std::to_string(line) + ": SUBSCRIBE " + uri + " (message-summary)");
+            note("line " + std::to_string(line) + ": SUBSCRIBE " + uri + " (message-summary)");
             subs_.push_back(std::move(sub));
             break;
         }
@@ -435,7 +459,7 @@ void Live::step(double seconds) {
 
 void Live::run(const std::atomic<bool> &stop, double seconds) {
     auto start = std::chrono::steady_clock::now();
-    while (!stop.load()) {
+    while (!stop.load() && !gaveUp_) {
         su_root_step(root_, 100);
         if (seconds > 0 &&
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() >= seconds)
@@ -455,10 +479,18 @@ void Live::shutdown() {
             if (sub->kind == Sub::Subscribe) return true;
         return false;
     };
-    reporter_.note("shutting down: cancelling watches");
+    note("shutting down: cancelling watches");
     for (const Watch &w : watches_) {
-        if (w.kind == Watch::Blf || w.kind == Watch::List) amRequestBlfCancel(w.line, w.number.c_str());
-        if (w.kind == Watch::Presence) amRequestPresenceCancel(w.line, w.number.c_str());
+        if (std::find(asked_.begin(), asked_.end(), w.line) == asked_.end()) continue;
+        std::vector<std::string> args{std::to_string(w.line), w.number};
+        if (w.kind == Watch::Blf || w.kind == Watch::List) {
+            timeline_.action(now(), "blf-cancel", args);
+            amRequestBlfCancel(w.line, w.number.c_str());
+        }
+        if (w.kind == Watch::Presence) {
+            timeline_.action(now(), "presence-cancel", args);
+            amRequestPresenceCancel(w.line, w.number.c_str());
+        }
     }
     step(0.2);
     // What the module did not end (and the tool's own mailbox watch) is ended here.
@@ -472,7 +504,7 @@ void Live::shutdown() {
     for (auto &sub : subs_)
         if (sub->kind == Sub::Subscribe && !sub->unsubscribing) nua_unsubscribe(sub->nh, SIPTAG_EXPIRES_STR("0"), TAG_END());
     waitFor(2.0, [&]() { return !subscriptionsLeft(); });
-    reporter_.note("unregistering");
+    note("unregistering");
     for (auto &sub : subs_)
         if (sub->kind == Sub::Register && sub->registered) nua_unregister(sub->nh, TAG_END());
         else if (sub->kind == Sub::Register) sub->done = true;

@@ -5,6 +5,7 @@
 #define OSTRA_AMLIVE_LIVE_H
 
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -12,7 +13,7 @@
 #include <tuple>
 #include <vector>
 
-#include "report.h"
+#include "amreplay/timeline.h"
 #include "sippm/sippm.h"
 
 struct nua_s;
@@ -37,7 +38,7 @@ struct Watch {
 
 class Live {
 public:
-    Live(Reporter &reporter, const sippm::ModuleApi &module);
+    Live(amreplay::Timeline &timeline, const sippm::ModuleApi &module);
     ~Live();
     Live(const Live &) = delete;
     Live &operator=(const Live &) = delete;
@@ -54,6 +55,10 @@ public:
     void wake();
 
     int registeredLines() const { return registered_.load(); }
+    // Seconds since the tool started: the time of every timeline line.
+    double now() const;
+    // The Unix time of now() == 0, to line the timeline up with other logs.
+    double epoch() const;
 
     struct Sub;
 
@@ -61,6 +66,7 @@ private:
     friend struct Callbacks;
     struct Pending {
         devhost::Request request;
+        int result = 0;
         sippm::OutRequest rendered;
     };
     int onRequest(const devhost::Request &request, int configured);   // any thread
@@ -75,7 +81,12 @@ private:
     Sub *subscription(int line, const std::string &number, const std::string &event);
     void forget(Sub *sub);
 
-    Reporter &reporter_;
+    void note(const std::string &text);
+    void error(const std::string &source, const std::string &text);
+
+    amreplay::Timeline &timeline_;
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    std::chrono::system_clock::time_point wallStart_ = std::chrono::system_clock::now();
     sippm::ModuleApi module_;
     sippm::ProtocolManager pm_;
     std::vector<Account> accounts_;
@@ -88,6 +99,9 @@ private:
     std::vector<Pending> queue_;
     std::vector<std::unique_ptr<Sub>> subs_;
     std::atomic<int> registered_{0};
+    std::vector<int> asked_;     // lines whose watches were asked for
+    int refused_ = 0;            // REGISTERs refused
+    bool gaveUp_ = false;
     bool shutDown_ = false;
     bool stackDown_ = false;
     long counter_ = 0;

@@ -9,19 +9,19 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iostream>
 #include <string>
 #include <vector>
 
 #include "host/dev_host.h"
 #include "live.h"
 #include "platform/am.h"
-#include "report.h"
 
 namespace {
 
 std::atomic<bool> stopRequested{false};
 amlive::Live *running = nullptr;
-amlive::Reporter *reporter = nullptr;
+amreplay::Timeline *timeline = nullptr;
 
 void onSignal(int) {
     stopRequested.store(true);
@@ -71,14 +71,15 @@ bool parseLine(const std::string &arg, amlive::Account &account) {
     return account.line.index > 0 && !account.line.user.empty() && !where.empty();
 }
 
-void messageCallback(const AmRecvMessage *message) {
-    if (reporter == nullptr || message == nullptr) return;
-    reporter->delivered(message->line, message->number ? message->number : "", message->name ? message->name : "",
-                        message->body ? message->body : "");
+double now() { return running != nullptr ? running->now() : 0; }
+
+void messageCallback(const AmRecvMessage *m) {
+    if (timeline != nullptr && m != nullptr)
+        timeline->delivered(now(), "message callback", m->line, m->number, m->name, m->contentType, m->body);
 }
 
 int plainReceiver(int line, const char *number, const char *name, const char *body) {
-    if (reporter != nullptr) reporter->delivered(line, number ? number : "", name ? name : "", body ? body : "");
+    if (timeline != nullptr) timeline->delivered(now(), "message receiver", line, number, name, nullptr, body);
     return 0;
 }
 
@@ -156,17 +157,19 @@ int main(int argc, char **argv) {
         }
     }
 
-    amlive::Reporter out(stdout, json);
-    reporter = &out;
-    char clock[64];
-    std::snprintf(clock, sizeof clock, "t=0 is Unix time %.6f", out.epoch());
-    out.note(clock);
+    amreplay::TimelineOptions options;
+    options.json = json;
+    options.flush = true;
+    amreplay::Timeline out(std::cout, options);
+    timeline = &out;
     devhost::setAsyncMode(devhost::Mode::Threaded);
     devhost::setTimerMode(devhost::Mode::Threaded);
     devhost::setRecordEvents(false);
     devhost::setRecordLogs(false);
     devhost::setLogPrintLevel(logLevel);
-    devhost::setEventObserver([&out](const char *name, const void *data, int size) { out.event(name, data, size); });
+    devhost::setEventObserver([&out](const char *name, const void *data, int size) {
+        out.event(now(), name, amreplay::decodeRecord(name, data, size));
+    });
     if (amModuleInit() != 0) {
         std::fprintf(stderr, "amlive: the module did not start\n");
         return 1;
@@ -183,30 +186,34 @@ int main(int argc, char **argv) {
         // features (messaging results, say) still runs the rest.
         sippm::ModuleApi module;
         std::string missing;
-        if (!module.resolve(dlopen(nullptr, RTLD_NOW), missing)) out.note("module: " + missing);
+        bool complete = module.resolve(dlopen(nullptr, RTLD_NOW), missing);
         amlive::Live live(out, module);
+        running = &live;
+        char clock[64];
+        std::snprintf(clock, sizeof clock, "t=0 is Unix time %.6f", live.epoch());
+        out.note(0, "amlive", clock);
+        if (!complete) out.note(0, "amlive", "module: " + missing);
         std::string error;
         if (!live.start(accounts, watches, error)) {
             std::fprintf(stderr, "amlive: %s\n", error.c_str());
             rc = 1;
         } else {
-            running = &live;
             std::signal(SIGINT, onSignal);
             std::signal(SIGTERM, onSignal);
             live.run(stopRequested, duration);
             live.shutdown();
-            running = nullptr;
             if (live.registeredLines() == 0) rc = 1;
         }
+        devhost::waitAsyncIdle();
+        if (state) out.state(live.now());
+        running = nullptr;
     }
-    devhost::waitAsyncIdle();
     // Back to manual modes: that joins the host's timer and asynchronous threads.
     devhost::setTimerMode(devhost::Mode::Manual);
     devhost::setAsyncMode(devhost::Mode::Manual);
-    if (state) out.state();
     amMessageProcessCbUnregister(messageCallback);
     devhost::setEventObserver({});
     amModuleUnInit();
-    reporter = nullptr;
+    timeline = nullptr;
     return rc;
 }

@@ -7,7 +7,7 @@ dir=${1:?usage: ringing_latency.sh KEPT_RUN_DIR}
 sent=$(grep -B3 '^SIP/2.0 180 Ringing' "$dir/callee.msg" | grep -- '^-----' | head -1 | awk '{print $2" "$3}')
 [ -n "$sent" ] || { echo "no 180 in $dir/callee.msg" >&2; exit 1; }
 sent_epoch=$(date -d "$sent" +%s.%N)
-zero=$(jq -r 'select(.kind=="log" and (.text|startswith("t=0 is Unix time"))) | .text | split(" ") | last' \
+zero=$(jq -r 'select(.kind=="log" and .module=="amlive" and (.text|startswith("t=0 is Unix time"))) | .text | split(" ") | last' \
   "$dir/amlive.jsonl")
 ringing=$(jq -s -r 'map(select(.kind=="event" and .name=="AM_BLF_EVENT_NAME" and .record.number=="201"
   and .record.state==7)) | first | .t // empty' "$dir/amlive.jsonl")

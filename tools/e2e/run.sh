@@ -117,9 +117,10 @@ unsubscribed() { jq -e -s --arg n "$1" 'map(select(.kind=="in" and .method=="SUB
 for n in 201 202 blf-list 203 200; do
   unsubscribed "$n" || fail "no answered unSUBSCRIBE for $n"
 done
-jq -e -s 'map(select(.kind=="log" and .text=="line 1 unregistered: 200")) | length == 1' "$out" > /dev/null \
+jq -e -s 'map(select(.kind=="log" and .module=="amlive" and .text=="line 1 unregistered: 200")) | length == 1' "$out" > /dev/null \
   || fail "the line was not unregistered"
-jq -e -s 'map(select(.kind=="state")) | .[0].blf | map(select(.number=="201" and .state=="idle")) | length == 1' \
+jq -e -s 'map(select(.kind=="state")) | .[0].state.blf | map(select(.number=="201" and .record.state==0))
+  | length == 1' \
   "$out" > /dev/null || fail "the final state does not show 201 idle"
 
 if [ "$failed" -ne 0 ]; then
