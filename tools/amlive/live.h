@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "amreplay/timeline.h"
@@ -35,6 +36,12 @@ struct Watch {
     int line = 1;
     std::string number;      // Mwi: empty for the line's own mailbox
 };
+
+// "N:USER:PASSWORD@SERVER[:PORT][;transport=udp|tcp]" from the command line; false when
+// it is not one.
+bool parseAccount(const std::string &arg, Account &account);
+// "[LINE:]REST": the line (1 when not given) and the rest.
+std::pair<int, std::string> lineAndRest(const std::string &arg);
 
 class Live {
 public:

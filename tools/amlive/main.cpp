@@ -44,33 +44,6 @@ void usage(std::FILE *out) {
         out);
 }
 
-// "L:REST" or "REST" with line 1.
-std::pair<int, std::string> lineAndRest(const std::string &arg) {
-    std::size_t colon = arg.find(':');
-    if (colon != std::string::npos && colon > 0 && arg.find_first_not_of("0123456789") == colon)
-        return {std::atoi(arg.substr(0, colon).c_str()), arg.substr(colon + 1)};
-    return {1, arg};
-}
-
-bool parseLine(const std::string &arg, amlive::Account &account) {
-    std::size_t at = arg.rfind('@');
-    if (at == std::string::npos) return false;
-    std::string who = arg.substr(0, at), where = arg.substr(at + 1);
-    std::size_t c1 = who.find(':'), c2 = who.find(':', c1 == std::string::npos ? 0 : c1 + 1);
-    if (c1 == std::string::npos || c2 == std::string::npos) return false;
-    account.line.index = std::atoi(who.substr(0, c1).c_str());
-    account.line.user = who.substr(c1 + 1, c2 - c1 - 1);
-    account.password = who.substr(c2 + 1);
-    const std::string tcp = ";transport=tcp";
-    if (where.size() > tcp.size() && where.compare(where.size() - tcp.size(), tcp.size(), tcp) == 0) {
-        account.tcp = true;
-        where.resize(where.size() - tcp.size());
-    }
-    account.proxy = where;
-    account.line.server = where;
-    return account.line.index > 0 && !account.line.user.empty() && !where.empty();
-}
-
 double now() { return running != nullptr ? running->now() : 0; }
 
 void messageCallback(const AmRecvMessage *m) {
@@ -104,7 +77,7 @@ int main(int argc, char **argv) {
         if (arg == "--line") {
             amlive::Account account;
             std::string v = value();
-            if (!parseLine(v, account)) {
+            if (!amlive::parseAccount(v, account)) {
                 std::fprintf(stderr, "amlive: --line %s: expected N:USER:PASSWORD@SERVER[:PORT]\n", v.c_str());
                 return 2;
             }
@@ -112,7 +85,7 @@ int main(int argc, char **argv) {
         } else if (arg == "--domain") {
             domain = value();
         } else if (arg == "--blf" || arg == "--list" || arg == "--presence") {
-            auto [line, number] = lineAndRest(value());
+            auto [line, number] = amlive::lineAndRest(value());
             amlive::Watch w;
             w.kind = arg == "--blf" ? amlive::Watch::Blf : arg == "--list" ? amlive::Watch::List : amlive::Watch::Presence;
             w.line = line;
