@@ -99,7 +99,7 @@ Live::~Live() {
     }
     if (wakeFds_[0] >= 0) close(wakeFds_[0]);
     if (wakeFds_[1] >= 0) close(wakeFds_[1]);
-    su_deinit();
+    if (suStarted_) su_deinit();
 }
 
 const Account *Live::account(int line) const {
@@ -117,7 +117,7 @@ bool Live::start(const std::vector<Account> &accounts, const std::vector<Watch> 
     accounts_ = accounts;
     watches_ = watches;
     for (const Account &a : accounts_) pm_.lines().set(a.line);
-    su_init();
+    suStarted_ = su_init() == 0;
     root_ = su_root_create(nullptr);
     if (root_ == nullptr || pipe(wakeFds_) != 0) {
         error = "cannot create the SIP stack's main loop";
@@ -393,7 +393,9 @@ void Live::onEvent(int event, int status, const char *phrase, nua_handle_t *nh, 
         if (status >= 200 && sub != nullptr && sub->kind == Sub::Info) forget(sub);
         return;
     case nua_i_notify:
+        // Unsolicited NOTIFYs (message waiting, phone events) are the module's too.
         handOver(source, false, sub);
+        if (sub == nullptr) nua_handle_destroy(nh);
         return;
     case nua_i_message:
     case nua_i_info:

@@ -109,6 +109,7 @@ private:
     std::vector<int> asked_;     // lines whose watches were asked for
     int refused_ = 0;            // REGISTERs refused
     bool gaveUp_ = false;
+    bool suStarted_ = false;
     bool shutDown_ = false;
     bool stackDown_ = false;
     long counter_ = 0;

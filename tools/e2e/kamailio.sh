@@ -1,5 +1,6 @@
 # Sourced by the end-to-end scripts: a Kamailio of our own on loopback, with its db_text
-# tables in a scratch directory. Everything started here is stopped by its process id.
+# tables in a scratch directory, and sipp as the other phones. Everything started here is
+# stopped by its process id.
 
 KAMAILIO_TABLES=(version subscriber location presentity active_watchers watchers xcap pua
                  rls_presentity rls_watchers dialog dialog_vars)
@@ -82,4 +83,32 @@ kamailio_stop() {
     wait "$KAMAILIO_PID" 2>/dev/null || true
     KAMAILIO_PID=
   fi
+}
+
+# sipp_start NAME LOCAL_PORT ARGS...: the scenario NAME.xml against $server, from
+# 127.0.0.1:LOCAL_PORT, in the background; its pid in LAST_PID (and in the pids array),
+# its messages and errors in $scratch/NAME.*. Each run ends within 30 s.
+sipp_start() {
+  local name=$1 lport=$2
+  shift 2
+  sipp "$server" -sf "$E2E_DIR/$name.xml" -i 127.0.0.1 -p "$lport" -m 1 -nostdin -timeout 30s \
+    -timeout_error -key domain ostra.test -trace_msg -message_file "$scratch/$name.msg" \
+    -trace_err -error_file "$scratch/$name.err" "$@" > "$scratch/$name.out" 2>&1 &
+  LAST_PID=$!
+  pids+=("$LAST_PID")
+}
+
+# call_201_from_202: 201 registers and answers, 202 calls it and hangs up after
+# TALK_MS (default 1500) milliseconds; false when either side failed.
+call_201_from_202() {
+  local callee_port callee ok=0
+  callee_port=$(free_port)
+  sipp_start register "$callee_port" -s 201 -au 201 -ap secret
+  wait "$LAST_PID" || { echo "201 did not register (see $scratch/register.*)" >&2; return 1; }
+  sipp_start callee "$callee_port" -s 201
+  callee=$LAST_PID
+  sipp_start caller "$(free_port)" -s 201 -key caller 202 -d "${TALK_MS:-1500}"
+  wait "$LAST_PID" || { echo "the call from 202 to 201 failed (see $scratch/caller.*)" >&2; ok=1; }
+  wait "$callee" || { echo "201 did not take the call through (see $scratch/callee.*)" >&2; ok=1; }
+  return $ok
 }

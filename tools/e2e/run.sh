@@ -63,26 +63,8 @@ subscribed() { notified 201 dialog && notified 202 dialog && notified blf-list d
   && notified 200 message-summary; }
 wait_for 10 subscribed || fail "the watching phone did not get a first NOTIFY for every watch"
 
-sipp_run() {   # sipp_run NAME PORT ARGS...: one scenario in the background, its pid kept
-  local name=$1 lport=$2
-  shift 2
-  sipp "$server" -sf "$E2E_DIR/$name.xml" -i 127.0.0.1 -p "$lport" -m 1 -nostdin -timeout 30s \
-    -timeout_error -key domain ostra.test -trace_msg -message_file "$scratch/$name.msg" \
-    -trace_err -error_file "$scratch/$name.err" "$@" > "$scratch/$name.out" 2>&1 &
-  pids+=($!)
-  LAST_PID=$!
-}
-
-callee_port=$(free_port)
-sipp_run register "$callee_port" -s 201 -au 201 -ap secret
-wait "$LAST_PID" || fail "201 did not register (see $scratch/register.*)"
-sipp_run callee "$callee_port" -s 201
-callee=$LAST_PID
-sipp_run caller "$(free_port)" -s 201 -key caller 202 -d 1500
-caller=$LAST_PID
-wait "$caller" || fail "the call from 202 to 201 failed (see $scratch/caller.*)"
-wait "$callee" || fail "201 did not take the call through (see $scratch/callee.*)"
-sipp_run publish "$(free_port)" -s 203 -key presentity 203 -key note "In a meeting" -key mailbox 200 -key sender 202 \
+call_201_from_202 || fail "the call from 202 to 201 did not go through"
+sipp_start publish "$(free_port)" -s 203 -key presentity 203 -key note "In a meeting" -key mailbox 200 -key sender 202 \
   -key message_type "application/x-e2e-note" -key message_text "Call the front desk"
 wait "$LAST_PID" || fail "the PUBLISHes or the MESSAGE were not accepted (see $scratch/publish.*)"
 
