@@ -152,8 +152,11 @@ struct Normaliser {
     }
 
     void multipart(Call call) {
-        msg_multipart_t *parts = msg_multipart_parse(home, sip->sip_content_type,
-                                                    const_cast<msg_payload_t *>(sip->sip_payload));
+        // A multipart type the parser refused has no boundary to split at.
+        msg_multipart_t *parts = sip->sip_content_type == nullptr
+                                     ? nullptr
+                                     : msg_multipart_parse(home, sip->sip_content_type,
+                                                           const_cast<msg_payload_t *>(sip->sip_payload));
         if (parts == nullptr) {
             in.warnings.push_back("multipart body without readable parts: handed over whole");
             call.contentType = in.contentType;
@@ -427,8 +430,10 @@ bool ProtocolManager::normalise(msg_t *msg, const std::string &source, double t,
         return false;
     }
     for (const sip_error_t *e = sip->sip_error; e != nullptr; e = e->er_next) {
-        out.warnings.push_back("unreadable header: " +
-                               trim(std::string(e->er_name != nullptr ? e->er_name : "?")));
+        // The parser also files here headers of other classes that it could not place;
+        // only a true error header has a name to show.
+        bool named = e->er_common->h_class == sip_error_class && e->er_name != nullptr;
+        out.warnings.push_back("unreadable header: " + (named ? trim(e->er_name) : std::string("?")));
     }
     Home scratch;
     Normaliser{*this, scratch.home, sip, out}.run();
