@@ -116,11 +116,12 @@ constexpr NotifyRoute kNotifyRoutes[] = {
      [](const Notify &n) { amRecvHotelParse(n.line, n.contentType, n.body); return 0; }},
     {Match::Equal, "talk", nullptr, nullptr, [](const Notify &n) { amRecvTalkProcess(n.body); return 0; }},
     {Match::Equal, "hold", nullptr, nullptr, [](const Notify &n) { amRecvHoldProcess(n.body); return 0; }},
-    // Feature events: amRecvDndStatusSyncProcess(n.line, n.body) when built.
-    {Match::Equal, "dndstatus", nullptr, nullptr, [](const Notify &) { return 0; }},
-    // Feature events: amRecvFeatureSyncProcess(n.line, n.contentType, n.body) when built (both rows).
-    {Match::Equal, "as-feature-event", nullptr, nullptr, [](const Notify &) { return 0; }},
-    {Match::Equal, "b2buaCSTA", nullptr, nullptr, [](const Notify &) { return 0; }},
+    {Match::Equal, "dndstatus", nullptr, nullptr,
+     [](const Notify &n) { amRecvDndStatusSyncProcess(n.line, n.body); return 0; }},
+    {Match::Equal, "as-feature-event", nullptr, nullptr,
+     [](const Notify &n) { amRecvFeatureSyncProcess(n.line, n.contentType, n.body); return 0; }},
+    {Match::Equal, "b2buaCSTA", nullptr, nullptr,
+     [](const Notify &n) { amRecvFeatureSyncProcess(n.line, n.contentType, n.body); return 0; }},
     // The whole Event header goes on: its parameters carry the server.
     {Match::Prefix, "acs-request", nullptr, nullptr, [](const Notify &n) { amAcsRequestReport(n.event); return 0; }},
     {Match::Equal, "clickToTalk", nullptr, nullptr, clickToTalkNotify},

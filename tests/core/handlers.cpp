@@ -53,6 +53,8 @@ int amRecvCallParkParse(int l, const char *n, const char *c, const char *s, cons
 }
 int amRecvHotelParse(int l, const char *c, const char *b) { return record("hotel", l, c, b), 0; }
 int amRecvHotelSubscribeResult(int l, int r) { return record("hotelSubscribed", l, r), 0; }
+int amRecvFeatureSyncProcess(int l, const char *c, const char *b) { return record("featureSync", l, c, b), 0; }
+int amRecvDndStatusSyncProcess(int l, const char *b) { return record("dndStatus", l, b), 0; }
 int amVisualParkParse(int l, const char *b) { return record("visualPark", l, b), 0; }
 void amVisualParkLockInit(void) { record("parkLockInit"); }
 int amVisualParkInfoListInit(void) { return record("parkListInit"), coretest::gVisualParkListInitResult; }
