@@ -7,18 +7,9 @@
 
 #include "host/dev_host.h"
 #include "platform/am.h"
+#include "quiet_host.h"
 
 namespace {
-
-// Events and traces dropped, as a phone's host does below its log level; requests are
-// recorded by the host and cleared now and then so that they do not pile up.
-void quietHost() {
-    devhost::reset();
-    devhost::setRecordEvents(false);
-    devhost::setEventObserver([](const char *, const void *, int) {});
-    devhost::setLogPrintLevel(-1);
-    devhost::setRecordLogs(false);
-}
 
 std::string forwardingEvent(std::size_t padding) {
     return "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\r\n"
@@ -41,7 +32,7 @@ void BM_FeatureSyncRequestAgentState(benchmark::State &state) {
     quietHost();
     const AmFeatureSync change = {1, 0, AM_AGENT_STATE_NOT_READY, AM_FEATURE_AGENT_STATE, "", "2101"};
     long sent = 0;
-    for (auto _ : state) {
+    for (auto _ : state) {  // the host's record of requests is cleared now and then
         benchmark::DoNotOptimize(amFeatureSyncRequest(1, "4100", &change));
         if (++sent % 1024 == 0) devhost::clearRequests();
     }
