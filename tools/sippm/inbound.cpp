@@ -1,7 +1,6 @@
 // From a SIP message to the module's entry-point calls, as the phone's protocol manager
 // makes them.
 #include <sofia-sip/msg.h>
-#include <sofia-sip/msg_mime.h>
 #include <sofia-sip/sip.h>
 #include <sofia-sip/sip_header.h>
 #include <sofia-sip/sip_protos.h>
@@ -66,17 +65,33 @@ std::optional<std::string> payloadOf(const msg_payload_t *payload) {
     return std::string(payload->pl_data, payload->pl_len);
 }
 
-bool hasParam(const msg_param_t *params, const char *name, const char *value) {
-    if (params == nullptr) return false;
+// A parameter's value without its quotes, or empty.
+std::string param(const msg_param_t *params, const char *name) {
+    if (params == nullptr) return {};
     std::size_t length = std::strlen(name);
     for (; *params != nullptr; ++params) {
         const char *p = *params;
         if (strncasecmp(p, name, length) != 0 || p[length] != '=') continue;
         std::string v = trim(p + length + 1);
-        if (v.size() >= 2 && v.front() == '"') v = v.substr(1, v.size() - 2);
-        return strcasecmp(v.c_str(), value) == 0;
+        if (v.size() >= 2 && v.front() == '"' && v.back() == '"') v = v.substr(1, v.size() - 2);
+        return v;
     }
-    return false;
+    return {};
+}
+
+// The same from a header value as written ("type/sub;a=1;boundary=\"x\"").
+std::string rawParam(const std::string &value, const char *name) {
+    std::vector<std::string> items;
+    std::size_t pos = value.find(';');
+    while (pos != std::string::npos) {
+        std::size_t next = value.find(';', pos + 1);
+        items.push_back(trim(value.substr(pos + 1, next == std::string::npos ? std::string::npos : next - pos - 1)));
+        pos = next;
+    }
+    std::vector<const char *> pointers;
+    for (const std::string &item : items) pointers.push_back(item.c_str());
+    pointers.push_back(nullptr);
+    return param(pointers.data(), name);
 }
 
 bool isMultipart(const std::optional<std::string> &contentType) {
@@ -117,6 +132,11 @@ struct Normaliser {
         in.summary = s;
     }
 
+    std::string rootType() const {
+        if (sip->sip_content_type != nullptr) return param(sip->sip_content_type->c_params, "type");
+        return pm.rawContentType_ ? rawParam(*pm.rawContentType_, "type") : std::string();
+    }
+
     Call base(Call::Kind kind) const {
         Call call;
         call.kind = kind;
@@ -152,39 +172,28 @@ struct Normaliser {
     }
 
     void multipart(Call call) {
-        // A multipart type the parser refused has no boundary to split at.
-        msg_multipart_t *parts = sip->sip_content_type == nullptr
-                                     ? nullptr
-                                     : msg_multipart_parse(home, sip->sip_content_type,
-                                                           const_cast<msg_payload_t *>(sip->sip_payload));
-        if (parts == nullptr) {
+        // Split here rather than with the SIP library's multipart reader, which aborts the
+        // process on some malformed part headers (found by fuzzing).
+        std::string boundary;
+        if (sip->sip_content_type != nullptr) boundary = param(sip->sip_content_type->c_params, "boundary");
+        else if (pm.rawContentType_) boundary = rawParam(*pm.rawContentType_, "boundary");
+        std::vector<MimePart> list;
+        if (!splitMultipart(*payloadOf(sip->sip_payload), boundary, list)) {
             in.warnings.push_back("multipart body without readable parts: handed over whole");
             call.contentType = in.contentType;
             call.body = payloadOf(sip->sip_payload);
             in.calls.push_back(call);
             return;
         }
-        struct Part {
-            std::string type;
-            std::optional<std::string> body;
-        };
-        std::vector<Part> list;
-        for (msg_multipart_t *mp = parts; mp != nullptr; mp = mp->mp_next) {
-            if (mp->mp_content_type == nullptr && mp->mp_payload == nullptr) continue;
-            Part part;
-            if (mp->mp_content_type != nullptr && mp->mp_content_type->c_type != nullptr)
-                part.type = mp->mp_content_type->c_type;
-            part.body = payloadOf(mp->mp_payload);
-            list.push_back(part);
-        }
+        using Part = MimePart;
         bool related = strcasecmp(in.contentType->c_str(), "multipart/related") == 0;
-        bool rlmi = related && (hasParam(sip->sip_content_type->c_params, "type", "application/rlmi+xml") ||
+        bool rlmi = related && (strcasecmp(rootType().c_str(), "application/rlmi+xml") == 0 ||
                                 std::any_of(list.begin(), list.end(), [](const Part &p) {
-                                    return strcasecmp(p.type.c_str(), "application/rlmi+xml") == 0;
+                                    return strcasecmp(p.contentType.c_str(), "application/rlmi+xml") == 0;
                                 }));
         if (!rlmi) {
             for (const Part &part : list) {
-                call.contentType = part.type.empty() ? std::optional<std::string>() : part.type;
+                call.contentType = part.contentType.empty() ? std::optional<std::string>() : part.contentType;
                 call.body = part.body;
                 in.calls.push_back(call);
             }
@@ -193,13 +202,13 @@ struct Normaliser {
         // The list reader wants the member list first, every member document under the
         // container's type, and a closing marker once the whole list is in.
         for (const Part &part : list) {
-            if (strcasecmp(part.type.c_str(), "application/rlmi+xml") != 0) continue;
+            if (strcasecmp(part.contentType.c_str(), "application/rlmi+xml") != 0) continue;
             call.contentType = "application/rlmi+xml";
             call.body = part.body;
             in.calls.push_back(call);
         }
         for (const Part &part : list) {
-            if (strcasecmp(part.type.c_str(), "application/rlmi+xml") == 0) continue;
+            if (strcasecmp(part.contentType.c_str(), "application/rlmi+xml") == 0) continue;
             if (!part.body) continue;
             call.contentType = "multipart/related";
             call.body = part.body;
