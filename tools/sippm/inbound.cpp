@@ -94,6 +94,24 @@ std::string rawParam(const std::string &value, const char *name) {
     return param(pointers.data(), name);
 }
 
+// The result call a transaction's outcome becomes.
+Call resultCall(const Transaction &tr, int state) {
+    Call call;
+    call.line = tr.line;
+    call.number = tr.number;
+    call.state = state;
+    if (tr.kind == Transaction::Message) {
+        call.kind = Call::MessageResult;
+        call.contentType = tr.contentType;
+        call.id = tr.id;
+    } else {
+        call.kind = tr.kind == Transaction::Subscribe ? Call::SubscribeResult : Call::UnsubscribeResult;
+        call.event = tr.event;
+        if (call.kind == Call::SubscribeResult && !tr.callInfo.empty()) call.body = tr.callInfo;
+    }
+    return call;
+}
+
 bool isMultipart(const std::optional<std::string> &contentType) {
     return contentType && strncasecmp(contentType->c_str(), "multipart/", 10) == 0;
 }
@@ -308,25 +326,17 @@ struct Normaliser {
                                   " that was not seen and names no event package: not handed over");
             return;
         }
-        Call call;
-        call.line = tr.line;
-        call.number = tr.number;
-        call.state = result;
+        Call call = resultCall(tr, result);
         in.line = tr.line;
         in.number = tr.number;
-        if (tr.kind == Transaction::Message) {
-            call.kind = Call::MessageResult;
-            call.contentType = tr.contentType;
-            call.id = tr.id;
-        } else {
-            call.kind = tr.kind == Transaction::Subscribe ? Call::SubscribeResult : Call::UnsubscribeResult;
-            call.event = tr.event;
+        if (tr.kind != Transaction::Message) {
             in.event = tr.event;
             call.contentType = in.contentType;
+            // The seizure's appearance: the answer's own, else what the request asked for.
             if (call.kind == Call::SubscribeResult) {
-                call.body = payloadOf(sip->sip_payload);
-                if (!call.body && sip->sip_call_info != nullptr) call.body = headerValue(home, sip->sip_call_info);
-                if (!call.body && !tr.callInfo.empty()) call.body = tr.callInfo;
+                std::optional<std::string> body = payloadOf(sip->sip_payload);
+                if (!body && sip->sip_call_info != nullptr) body = headerValue(home, sip->sip_call_info);
+                if (body) call.body = body;
             }
         }
         in.calls.push_back(call);
@@ -395,21 +405,7 @@ std::vector<Call> ProtocolManager::expire(double now, double timeout) {
     std::vector<Call> calls;
     for (const auto &entry : due) {
         transactions_.erase(entry.first);
-        const Transaction &tr = entry.second;
-        Call call;
-        call.line = tr.line;
-        call.number = tr.number;
-        call.state = 0;
-        if (tr.kind == Transaction::Message) {
-            call.kind = Call::MessageResult;
-            call.contentType = tr.contentType;
-            call.id = tr.id;
-        } else {
-            call.kind = tr.kind == Transaction::Subscribe ? Call::SubscribeResult : Call::UnsubscribeResult;
-            call.event = tr.event;
-            if (call.kind == Call::SubscribeResult && !tr.callInfo.empty()) call.body = tr.callInfo;
-        }
-        calls.push_back(call);
+        calls.push_back(resultCall(entry.second, 0));
     }
     return calls;
 }
