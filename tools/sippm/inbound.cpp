@@ -1,6 +1,7 @@
 // From a SIP message to the module's entry-point calls, as the phone's protocol manager
 // makes them.
 #include <sofia-sip/msg.h>
+#include <sofia-sip/msg_header.h>
 #include <sofia-sip/sip.h>
 #include <sofia-sip/sip_header.h>
 #include <sofia-sip/sip_protos.h>
@@ -32,9 +33,18 @@ struct MsgDeleter {
 };
 using Msg = std::unique_ptr<msg_t, MsgDeleter>;
 
-std::string headerValue(su_home_t *home, const void *header) {
-    char *text = sip_header_as_string(home, static_cast<const sip_header_t *>(header));
-    return text != nullptr ? std::string(text) : std::string();
+// A header's value as the parser re-encodes it. Encoded here into a buffer of our own:
+// the library's string form can come back without its terminating NUL (found by fuzzing).
+std::string headerValue(su_home_t *, const void *header) {
+    const msg_header_t *h = static_cast<const msg_header_t *>(header);
+    std::vector<char> buffer(256);
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        issize_t n = msg_header_field_e(buffer.data(), static_cast<isize_t>(buffer.size()), h, 0);
+        if (n < 0) return {};
+        if (static_cast<std::size_t>(n) < buffer.size()) return std::string(buffer.data(), static_cast<std::size_t>(n));
+        buffer.resize(static_cast<std::size_t>(n) + 1);
+    }
+    return {};
 }
 
 std::string userOf(const url_t *url) {
