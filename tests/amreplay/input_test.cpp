@@ -143,4 +143,30 @@ TEST(Frames, WhatNeverCompletesIsReportedAndCutFramesAreHarmless) {
     EXPECT_NE(got.errors[1].find("never completed"), std::string::npos) << got.errors[1];
 }
 
+// The same IP packet behind every link layer a capture may use.
+TEST(Frames, EveryLinkLayerLeadsToTheSameMessage) {
+    amreplay::FrameBuilder builder({false, false, 1500, 0});
+    std::string ethernet = builder.carry(kNotify).at(0);
+    std::string ip = ethernet.substr(14);
+    struct Link {
+        const char *what;
+        int type;
+        std::string frame;
+    } links[] = {
+        {"Ethernet with a VLAN tag", 1, ethernet.substr(0, 12) + std::string("\x81\x00\x00\x05", 4) + ethernet.substr(12)},
+        {"BSD loopback", 0, std::string("\x02\x00\x00\x00", 4) + ip},
+        {"Linux cooked", 113, std::string(14, '\0') + std::string("\x08\x00", 2) + ip},
+        {"Linux cooked v2", 276, std::string("\x08\x00", 2) + std::string(18, '\0') + ip},
+        {"raw IP", 101, ip},
+        {"IPv4 link type", 228, ip},
+    };
+    for (const Link &l : links) {
+        Collected got;
+        amreplay::FrameDecoder decoder(got.sink());
+        decoder.frame(l.type, reinterpret_cast<const unsigned char *>(l.frame.data()), l.frame.size(), 0, "f");
+        ASSERT_EQ(got.messages.size(), 1u) << l.what;
+        EXPECT_EQ(got.messages[0].bytes, kNotify) << l.what;
+    }
+}
+
 }  // namespace

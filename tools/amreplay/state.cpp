@@ -280,8 +280,9 @@ std::string PhoneState::text() const {
     section("messages sent", lines);
     lines.clear();
     for (const auto &p : paging_) {
-        lines.push_back(p.first + " priority " + std::to_string(intOf(p.second, "priority")) + " " +
-                        textOf(p.second, "codecName"));
+        std::string codec = textOf(p.second, "codecName");
+        lines.push_back(p.first + " priority " + std::to_string(intOf(p.second, "priority")) +
+                        (codec.empty() ? "" : " " + codec));
     }
     section("paging", lines);
     if (delivered_ > 0) out += "  messages delivered to receivers: " + std::to_string(delivered_) + "\n";
