@@ -296,7 +296,10 @@ struct Normaliser {
         in.method = sip->sip_cseq != nullptr && sip->sip_cseq->cs_method_name != nullptr
                         ? sip->sip_cseq->cs_method_name : "";
         in.status = sip->sip_status->st_status;
-        if (in.method != "SUBSCRIBE" && in.method != "MESSAGE") {
+        std::string fromUser = sip->sip_from != nullptr ? userOf(sip->sip_from->a_url) : "";
+        std::string toUser = sip->sip_to != nullptr ? userOf(sip->sip_to->a_url) : "";
+        bool answersPhone = pm.lines_.match(fromUser) != 0 || pm.lines_.match(toUser) == 0;
+        if ((in.method != "SUBSCRIBE" && in.method != "MESSAGE") || !answersPhone) {
             // The phone answering the server: nothing for the module.
             in.fromPhone = true;
             if (sip->sip_to != nullptr) in.line = lineOfUsers({userOf(sip->sip_to->a_url)});
