@@ -3,6 +3,8 @@
 # the directory):
 #   check.sh golden AMREPLAY DIR [--update]   the timeline and the JSON lines against
 #                                             expected.txt and expected.jsonl
+#   check.sh cli AMREPLAY DIR                 unusable arguments and files end with exit 2
+#                                             and a message naming them
 #   check.sh captures AMREPLAY MKPCAP DIR TMP the example's traffic.sip written as pcap
 #                                             and pcapng captures (UDP with IP fragments,
 #                                             TCP in small and in shared segments, IPv4
@@ -34,6 +36,28 @@ golden)
       fail=1
     fi
   done
+  exit $fail
+  ;;
+cli)
+  tool=$(realpath "$1"); dir=$2
+  cd "$dir" || exit 2
+  fail=0
+  expect() {   # expect TEXT ARGS... : exit 2 and TEXT on stderr
+    local text=$1; shift
+    local err
+    err=$("$tool" "$@" 2>&1 >/dev/null)
+    local rc=$?
+    if [ $rc -ne 2 ] || [[ "$err" != *"$text"* ]]; then
+      echo "FAILED: amreplay $* gave exit $rc and: $err"
+      fail=1
+    fi
+  }
+  expect "no-such.pcap: no such file" no-such.pcap
+  expect "traffic.sip:2: unknown statement \"SUBSCRIBE\"" traffic.sip -s traffic.sip
+  expect "missing.txt: cannot be read" traffic.sip -s missing.txt
+  expect "--log-level" traffic.sip --log-level 9
+  expect "cannot load the module" traffic.sip --module ./traffic.sip
+  expect "inputs is required" --state
   exit $fail
   ;;
 captures)

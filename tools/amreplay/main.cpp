@@ -275,12 +275,18 @@ private:
             return "";
         }
         if (v == "sms") {
-            const std::string &type = a.args[3];
-            int (*send)(int, const char *, const char *, int) = type == "text" ? app_.sendSms
-                                                                : type == "medical" ? app_.sendMedicalSms
-                                                                : type == "push-xml" ? app_.sendPushXml
-                                                                : type == "app-xml" ? app_.sendAppXml : nullptr;
-            if (send == nullptr) return "no sender for message type \"" + type + "\"";
+            static const char *const types[] = {"text", "medical", "push-xml", "app-xml"};
+            static const char *const senders[] = {"amSendSms", "amSendMedicalSms", "amSendMessagePushXml",
+                                                  "amSendMessageAppliciationXml"};
+            int (*const functions[])(int, const char *, const char *, int) = {app_.sendSms, app_.sendMedicalSms,
+                                                                              app_.sendPushXml, app_.sendAppXml};
+            int kind = -1;
+            for (int i = 0; i < 4; ++i) {
+                if (a.args[3] == types[i]) kind = i;
+            }
+            if (kind < 0) return "no message type \"" + a.args[3] + "\"";
+            int (*send)(int, const char *, const char *, int) = functions[kind];
+            if (send == nullptr) return need(nullptr, senders[kind]);
             send(n(0), s(1), s(4), n(2));
             return "";
         }

@@ -16,6 +16,14 @@ std::string textOf(const Json &record, const char *field) {
     return it != record.end() && it->is_string() ? it->get<std::string>() : std::string();
 }
 
+// The records of a map, in key order.
+template <typename Map>
+Json values(const Map &map) {
+    Json out = Json::array();
+    for (const auto &entry : map) out.push_back(entry.second);
+    return out;
+}
+
 }  // namespace
 
 std::string blfStatusText(int status) {
@@ -145,34 +153,20 @@ Json PhoneState::json() const {
                              {"members", l.second}});
     }
     out["blfLists"] = lists;
-    Json presence = Json::array();
-    for (const auto &p : presence_) presence.push_back(p.second);
-    out["presence"] = presence;
-    Json mwi = Json::array();
-    for (const auto &m : mwi_) mwi.push_back(m.second);
-    out["mwi"] = mwi;
+    out["presence"] = values(presence_);
+    out["mwi"] = values(mwi_);
     Json sca = Json::array();
     for (const auto &s : sca_) sca.push_back(Json{{"line", s.first.first}, {"index", s.first.second}, {"state", s.second}});
     out["sca"] = sca;
-    Json seized = Json::array();
-    for (const auto &s : seized_) seized.push_back(s.second);
-    out["lineSeize"] = seized;
+    out["lineSeize"] = values(seized_);
     Json park = Json::array();
     for (const auto &p : callPark_) park.push_back(Json{{"line", p.first}, {"status", p.second}});
     out["callPark"] = park;
     out["visualPark"] = visualPark_;
-    Json hotel = Json::array();
-    for (const auto &h : hotel_) hotel.push_back(h.second);
-    out["hotel"] = hotel;
-    Json features = Json::array();
-    for (const auto &f : features_) features.push_back(f.second);
-    out["features"] = features;
-    Json sent = Json::array();
-    for (const auto &s : sent_) sent.push_back(s.second);
-    out["messagesSent"] = sent;
-    Json paging = Json::array();
-    for (const auto &p : paging_) paging.push_back(p.second);
-    out["paging"] = paging;
+    out["hotel"] = values(hotel_);
+    out["features"] = values(features_);
+    out["messagesSent"] = values(sent_);
+    out["paging"] = values(paging_);
     out["messagesDelivered"] = delivered_;
     return out;
 }
@@ -286,8 +280,9 @@ std::string PhoneState::text() const {
     section("messages sent", lines);
     lines.clear();
     for (const auto &p : paging_) {
-        lines.push_back(p.first + " priority " + std::to_string(intOf(p.second, "priority")) + " " +
-                        textOf(p.second, "codecName"));
+        std::string codec = textOf(p.second, "codecName");
+        lines.push_back(p.first + " priority " + std::to_string(intOf(p.second, "priority")) +
+                        (codec.empty() ? "" : " " + codec));
     }
     section("paging", lines);
     if (delivered_ > 0) out += "  messages delivered to receivers: " + std::to_string(delivered_) + "\n";

@@ -100,45 +100,27 @@ void Timeline::request(double t, const devhost::Request &r, int result, const si
     using devhost::Request;
     std::lock_guard<std::recursive_mutex> lock(mutex_);
     flushLogs(t);
-    Json j{{"kind", "out"}, {"t", stamp(t)}};
-    switch (r.kind) {
-    case Request::Subscribe:
-        j["request"] = "subscribe";
-        j["reserved"] = r.reserved;
-        j["line"] = r.line;
-        j["number"] = orNull(r.hasNumber, r.number);
+    // The fields of the request's own record, in its order.
+    static const char *const names[] = {"subscribe", "unsubscribe", "message", "info"};
+    bool subscribe = r.kind == Request::Subscribe, cancel = r.kind == Request::Unsubscribe;
+    Json j{{"kind", "out"}, {"t", stamp(t)}, {"request", names[r.kind]}};
+    if (subscribe || cancel) j["reserved"] = r.reserved;
+    j["line"] = r.line;
+    j["number"] = orNull(r.hasNumber, r.number);
+    if (subscribe) {
         j["expires"] = r.expires;
         j["flag"] = r.flag;
-        j["event"] = orNull(r.hasEvent, r.event);
-        j["accept"] = orNull(r.hasAccept, r.accept);
-        j["contentType"] = orNull(r.hasContentType, r.contentType);
-        j["body"] = orNull(r.hasBody, r.body);
-        j["extra"] = orNull(r.hasExtra, r.extra);
-        break;
-    case Request::Unsubscribe:
-        j["request"] = "unsubscribe";
-        j["reserved"] = r.reserved;
-        j["line"] = r.line;
-        j["number"] = orNull(r.hasNumber, r.number);
-        j["event"] = orNull(r.hasEvent, r.event);
-        j["accept"] = orNull(r.hasAccept, r.accept);
-        break;
-    case Request::Message:
-        j["request"] = "message";
-        j["line"] = r.line;
-        j["number"] = orNull(r.hasNumber, r.number);
-        j["contentType"] = orNull(r.hasContentType, r.contentType);
-        j["body"] = orNull(r.hasBody, r.body);
-        j["id"] = r.id;
-        break;
-    case Request::Info:
-        j["request"] = "info";
-        j["line"] = r.line;
-        j["number"] = orNull(r.hasNumber, r.number);
-        j["contentType"] = orNull(r.hasContentType, r.contentType);
-        j["body"] = orNull(r.hasBody, r.body);
-        break;
     }
+    if (subscribe || cancel) {
+        j["event"] = orNull(r.hasEvent, r.event);
+        j["accept"] = orNull(r.hasAccept, r.accept);
+    }
+    if (!cancel) {
+        j["contentType"] = orNull(r.hasContentType, r.contentType);
+        j["body"] = orNull(r.hasBody, r.body);
+    }
+    if (subscribe) j["extra"] = orNull(r.hasExtra, r.extra);
+    if (r.kind == Request::Message) j["id"] = r.id;
     j["result"] = result;
     std::string text = out.text();
     j["sip"] = text;

@@ -1,7 +1,7 @@
 // From a SIP message to the module's entry-point calls, as the phone's protocol manager
 // makes them.
 #include <sofia-sip/msg.h>
-#include <sofia-sip/msg_mime.h>
+#include <sofia-sip/msg_header.h>
 #include <sofia-sip/sip.h>
 #include <sofia-sip/sip_header.h>
 #include <sofia-sip/sip_protos.h>
@@ -33,9 +33,18 @@ struct MsgDeleter {
 };
 using Msg = std::unique_ptr<msg_t, MsgDeleter>;
 
-std::string headerValue(su_home_t *home, const void *header) {
-    char *text = sip_header_as_string(home, static_cast<const sip_header_t *>(header));
-    return text != nullptr ? std::string(text) : std::string();
+// A header's value as the parser re-encodes it. Encoded here into a buffer of our own:
+// the library's string form can come back without its terminating NUL (found by fuzzing).
+std::string headerValue(su_home_t *, const void *header) {
+    const msg_header_t *h = static_cast<const msg_header_t *>(header);
+    std::vector<char> buffer(256);
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        issize_t n = msg_header_field_e(buffer.data(), static_cast<isize_t>(buffer.size()), h, 0);
+        if (n < 0) return {};
+        if (static_cast<std::size_t>(n) < buffer.size()) return std::string(buffer.data(), static_cast<std::size_t>(n));
+        buffer.resize(static_cast<std::size_t>(n) + 1);
+    }
+    return {};
 }
 
 std::string userOf(const url_t *url) {
@@ -66,17 +75,51 @@ std::optional<std::string> payloadOf(const msg_payload_t *payload) {
     return std::string(payload->pl_data, payload->pl_len);
 }
 
-bool hasParam(const msg_param_t *params, const char *name, const char *value) {
-    if (params == nullptr) return false;
+// A parameter's value without its quotes, or empty.
+std::string param(const msg_param_t *params, const char *name) {
+    if (params == nullptr) return {};
     std::size_t length = std::strlen(name);
     for (; *params != nullptr; ++params) {
         const char *p = *params;
         if (strncasecmp(p, name, length) != 0 || p[length] != '=') continue;
         std::string v = trim(p + length + 1);
-        if (v.size() >= 2 && v.front() == '"') v = v.substr(1, v.size() - 2);
-        return strcasecmp(v.c_str(), value) == 0;
+        if (v.size() >= 2 && v.front() == '"' && v.back() == '"') v = v.substr(1, v.size() - 2);
+        return v;
     }
-    return false;
+    return {};
+}
+
+// The same from a header value as written ("type/sub;a=1;boundary=\"x\"").
+std::string rawParam(const std::string &value, const char *name) {
+    std::vector<std::string> items;
+    std::size_t pos = value.find(';');
+    while (pos != std::string::npos) {
+        std::size_t next = value.find(';', pos + 1);
+        items.push_back(trim(value.substr(pos + 1, next == std::string::npos ? std::string::npos : next - pos - 1)));
+        pos = next;
+    }
+    std::vector<const char *> pointers;
+    for (const std::string &item : items) pointers.push_back(item.c_str());
+    pointers.push_back(nullptr);
+    return param(pointers.data(), name);
+}
+
+// The result call a transaction's outcome becomes.
+Call resultCall(const Transaction &tr, int state) {
+    Call call;
+    call.line = tr.line;
+    call.number = tr.number;
+    call.state = state;
+    if (tr.kind == Transaction::Message) {
+        call.kind = Call::MessageResult;
+        call.contentType = tr.contentType;
+        call.id = tr.id;
+    } else {
+        call.kind = tr.kind == Transaction::Subscribe ? Call::SubscribeResult : Call::UnsubscribeResult;
+        call.event = tr.event;
+        if (call.kind == Call::SubscribeResult && !tr.callInfo.empty()) call.body = tr.callInfo;
+    }
+    return call;
 }
 
 bool isMultipart(const std::optional<std::string> &contentType) {
@@ -117,6 +160,11 @@ struct Normaliser {
         in.summary = s;
     }
 
+    std::string rootType() const {
+        if (sip->sip_content_type != nullptr) return param(sip->sip_content_type->c_params, "type");
+        return pm.rawContentType_ ? rawParam(*pm.rawContentType_, "type") : std::string();
+    }
+
     Call base(Call::Kind kind) const {
         Call call;
         call.kind = kind;
@@ -152,36 +200,28 @@ struct Normaliser {
     }
 
     void multipart(Call call) {
-        msg_multipart_t *parts = msg_multipart_parse(home, sip->sip_content_type,
-                                                    const_cast<msg_payload_t *>(sip->sip_payload));
-        if (parts == nullptr) {
+        // Split here rather than with the SIP library's multipart reader, which aborts the
+        // process on some malformed part headers (found by fuzzing).
+        std::string boundary;
+        if (sip->sip_content_type != nullptr) boundary = param(sip->sip_content_type->c_params, "boundary");
+        else if (pm.rawContentType_) boundary = rawParam(*pm.rawContentType_, "boundary");
+        std::vector<MimePart> list;
+        if (!splitMultipart(*payloadOf(sip->sip_payload), boundary, list)) {
             in.warnings.push_back("multipart body without readable parts: handed over whole");
             call.contentType = in.contentType;
             call.body = payloadOf(sip->sip_payload);
             in.calls.push_back(call);
             return;
         }
-        struct Part {
-            std::string type;
-            std::optional<std::string> body;
-        };
-        std::vector<Part> list;
-        for (msg_multipart_t *mp = parts; mp != nullptr; mp = mp->mp_next) {
-            if (mp->mp_content_type == nullptr && mp->mp_payload == nullptr) continue;
-            Part part;
-            if (mp->mp_content_type != nullptr && mp->mp_content_type->c_type != nullptr)
-                part.type = mp->mp_content_type->c_type;
-            part.body = payloadOf(mp->mp_payload);
-            list.push_back(part);
-        }
+        using Part = MimePart;
         bool related = strcasecmp(in.contentType->c_str(), "multipart/related") == 0;
-        bool rlmi = related && (hasParam(sip->sip_content_type->c_params, "type", "application/rlmi+xml") ||
+        bool rlmi = related && (strcasecmp(rootType().c_str(), "application/rlmi+xml") == 0 ||
                                 std::any_of(list.begin(), list.end(), [](const Part &p) {
-                                    return strcasecmp(p.type.c_str(), "application/rlmi+xml") == 0;
+                                    return strcasecmp(p.contentType.c_str(), "application/rlmi+xml") == 0;
                                 }));
         if (!rlmi) {
             for (const Part &part : list) {
-                call.contentType = part.type.empty() ? std::optional<std::string>() : part.type;
+                call.contentType = part.contentType.empty() ? std::optional<std::string>() : part.contentType;
                 call.body = part.body;
                 in.calls.push_back(call);
             }
@@ -190,13 +230,13 @@ struct Normaliser {
         // The list reader wants the member list first, every member document under the
         // container's type, and a closing marker once the whole list is in.
         for (const Part &part : list) {
-            if (strcasecmp(part.type.c_str(), "application/rlmi+xml") != 0) continue;
+            if (strcasecmp(part.contentType.c_str(), "application/rlmi+xml") != 0) continue;
             call.contentType = "application/rlmi+xml";
             call.body = part.body;
             in.calls.push_back(call);
         }
         for (const Part &part : list) {
-            if (strcasecmp(part.type.c_str(), "application/rlmi+xml") == 0) continue;
+            if (strcasecmp(part.contentType.c_str(), "application/rlmi+xml") == 0) continue;
             if (!part.body) continue;
             call.contentType = "multipart/related";
             call.body = part.body;
@@ -256,7 +296,10 @@ struct Normaliser {
         in.method = sip->sip_cseq != nullptr && sip->sip_cseq->cs_method_name != nullptr
                         ? sip->sip_cseq->cs_method_name : "";
         in.status = sip->sip_status->st_status;
-        if (in.method != "SUBSCRIBE" && in.method != "MESSAGE") {
+        std::string fromUser = sip->sip_from != nullptr ? userOf(sip->sip_from->a_url) : "";
+        std::string toUser = sip->sip_to != nullptr ? userOf(sip->sip_to->a_url) : "";
+        bool answersPhone = pm.lines_.match(fromUser) != 0 || pm.lines_.match(toUser) == 0;
+        if ((in.method != "SUBSCRIBE" && in.method != "MESSAGE") || !answersPhone) {
             // The phone answering the server: nothing for the module.
             in.fromPhone = true;
             if (sip->sip_to != nullptr) in.line = lineOfUsers({userOf(sip->sip_to->a_url)});
@@ -296,25 +339,17 @@ struct Normaliser {
                                   " that was not seen and names no event package: not handed over");
             return;
         }
-        Call call;
-        call.line = tr.line;
-        call.number = tr.number;
-        call.state = result;
+        Call call = resultCall(tr, result);
         in.line = tr.line;
         in.number = tr.number;
-        if (tr.kind == Transaction::Message) {
-            call.kind = Call::MessageResult;
-            call.contentType = tr.contentType;
-            call.id = tr.id;
-        } else {
-            call.kind = tr.kind == Transaction::Subscribe ? Call::SubscribeResult : Call::UnsubscribeResult;
-            call.event = tr.event;
+        if (tr.kind != Transaction::Message) {
             in.event = tr.event;
             call.contentType = in.contentType;
+            // The seizure's appearance: the answer's own, else what the request asked for.
             if (call.kind == Call::SubscribeResult) {
-                call.body = payloadOf(sip->sip_payload);
-                if (!call.body && sip->sip_call_info != nullptr) call.body = headerValue(home, sip->sip_call_info);
-                if (!call.body && !tr.callInfo.empty()) call.body = tr.callInfo;
+                std::optional<std::string> body = payloadOf(sip->sip_payload);
+                if (!body && sip->sip_call_info != nullptr) body = headerValue(home, sip->sip_call_info);
+                if (body) call.body = body;
             }
         }
         in.calls.push_back(call);
@@ -383,21 +418,7 @@ std::vector<Call> ProtocolManager::expire(double now, double timeout) {
     std::vector<Call> calls;
     for (const auto &entry : due) {
         transactions_.erase(entry.first);
-        const Transaction &tr = entry.second;
-        Call call;
-        call.line = tr.line;
-        call.number = tr.number;
-        call.state = 0;
-        if (tr.kind == Transaction::Message) {
-            call.kind = Call::MessageResult;
-            call.contentType = tr.contentType;
-            call.id = tr.id;
-        } else {
-            call.kind = tr.kind == Transaction::Subscribe ? Call::SubscribeResult : Call::UnsubscribeResult;
-            call.event = tr.event;
-            if (call.kind == Call::SubscribeResult && !tr.callInfo.empty()) call.body = tr.callInfo;
-        }
-        calls.push_back(call);
+        calls.push_back(resultCall(entry.second, 0));
     }
     return calls;
 }
@@ -427,8 +448,10 @@ bool ProtocolManager::normalise(msg_t *msg, const std::string &source, double t,
         return false;
     }
     for (const sip_error_t *e = sip->sip_error; e != nullptr; e = e->er_next) {
-        out.warnings.push_back("unreadable header: " +
-                               trim(std::string(e->er_name != nullptr ? e->er_name : "?")));
+        // The parser also files here headers of other classes that it could not place;
+        // only a true error header has a name to show.
+        bool named = e->er_common->h_class == sip_error_class && e->er_name != nullptr;
+        out.warnings.push_back("unreadable header: " + (named ? trim(e->er_name) : std::string("?")));
     }
     Home scratch;
     Normaliser{*this, scratch.home, sip, out}.run();

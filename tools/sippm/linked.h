@@ -6,6 +6,14 @@
 #include "platform/am.h"
 #include "sippm.h"
 
+// An entry point of a feature the build lacks resolves to null instead of failing the
+// link; Call::invoke then answers -1.
+#pragma weak amRecvMessage
+#pragma weak amRecvInfo
+#pragma weak amRecvSubscribeResult
+#pragma weak amRecvUnsubscribeResult
+#pragma weak amRecvMessageResult
+
 namespace sippm {
 
 inline ModuleApi linkedModule() {

@@ -71,6 +71,67 @@ std::optional<std::string> rawHeader(const std::string &message, const char *nam
     return trim(message.substr(vb, ve - vb));
 }
 
+namespace {
+
+// The value of a header of that name anywhere in the block (no start line).
+std::string partHeader(const std::string &block, const char *longName, const char *compact) {
+    std::size_t line = 0;
+    while (line < block.size()) {
+        std::size_t nl = block.find('\n', line);
+        if (nl == std::string::npos) nl = block.size();
+        std::size_t colon = block.find(':', line);
+        if (colon != std::string::npos && colon < nl) {
+            std::string name = trim(block.substr(line, colon - line));
+            if (strcasecmp(name.c_str(), longName) == 0 || strcasecmp(name.c_str(), compact) == 0)
+                return trim(block.substr(colon + 1, nl - colon - 1));
+        }
+        line = nl + 1;
+    }
+    return "";
+}
+
+// The next delimiter line at or after `from`: at the start or after a line end.
+std::size_t findDelimiter(const std::string &body, const std::string &delimiter, std::size_t from) {
+    for (std::size_t at = body.find(delimiter, from); at != std::string::npos; at = body.find(delimiter, at + 1)) {
+        if (at == 0 || body[at - 1] == '\n') return at;
+    }
+    return std::string::npos;
+}
+
+}  // namespace
+
+bool splitMultipart(const std::string &body, const std::string &boundary, std::vector<MimePart> &parts) {
+    parts.clear();
+    if (boundary.empty()) return false;
+    const std::string delimiter = "--" + boundary;
+    std::size_t at = findDelimiter(body, delimiter, 0);
+    if (at == std::string::npos) return false;
+    while (at != std::string::npos) {
+        std::size_t pos = at + delimiter.size();
+        if (body.compare(pos, 2, "--") == 0) break;   // the close delimiter
+        std::size_t eol = body.find('\n', pos);
+        if (eol == std::string::npos) break;
+        std::size_t start = eol + 1;
+        std::size_t next = findDelimiter(body, delimiter, start);
+        std::size_t end = next == std::string::npos ? body.size() : next;
+        // The line end before a delimiter belongs to the delimiter.
+        if (next != std::string::npos && end > start && body[end - 1] == '\n') --end;
+        if (next != std::string::npos && end > start && body[end - 1] == '\r') --end;
+        std::string part = body.substr(start, end - start);
+        MimePart mp;
+        std::size_t he;
+        if (part.compare(0, 2, "\r\n") == 0) he = 2;
+        else if (part.compare(0, 1, "\n") == 0) he = 1;
+        else he = headerEnd(part);
+        std::string headers = he == std::string::npos ? part : part.substr(0, he);
+        mp.contentType = bareContentType(partHeader(headers, "Content-Type", "c"));
+        if (he != std::string::npos && he < part.size()) mp.body = part.substr(he);
+        parts.push_back(std::move(mp));
+        at = next;
+    }
+    return true;
+}
+
 std::string trustBodyBytes(const std::string &message, std::string &warning) {
     warning.clear();
     std::size_t end = headerEnd(message);

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace sippm {
 
@@ -17,6 +18,16 @@ std::string trustBodyBytes(const std::string &message, std::string &warning);
 // The value of the first header of that name (long or compact form) in the message's
 // header block, as written.
 std::optional<std::string> rawHeader(const std::string &message, const char *name, const char *compact);
+
+// One part of a multipart body: its content type as written (empty when it has none) and
+// its body (absent when empty).
+struct MimePart {
+    std::string contentType;
+    std::optional<std::string> body;
+};
+// Splits a multipart body at its boundary; false when no delimiter line is found. An
+// unterminated last part runs to the end.
+bool splitMultipart(const std::string &body, const std::string &boundary, std::vector<MimePart> &parts);
 
 // Where the header block ends (the offset of the body), or npos when it has not ended.
 std::size_t headerEnd(const std::string &data, std::size_t from = 0);

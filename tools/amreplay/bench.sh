@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Measures amreplay on a generated capture of about 100,000 SIP messages (the examples'
+# traffic over and over) and, on the same capture, tshark reading it as people do today:
+# messages per second and peak memory of each, and their ratio.
+#   tools/amreplay/bench.sh [messages]        (builds the default preset's tools first)
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+want=${1:-100000}
+for tool in tshark /usr/bin/time bc; do
+  command -v "$tool" >/dev/null || { echo "bench.sh needs $tool (apt-get install tshark time bc)" >&2; exit 2; }
+done
+cmake --preset default >/dev/null
+cmake --build --preset default --target amreplay mkpcap >/dev/null
+bin=build/default/tools
+work=build/default/bench-replay
+mkdir -p "$work"
+
+inputs=(examples/blf/traffic.sip examples/blf-list/traffic.sip examples/presence/traffic.sip examples/mwi/traffic.sip
+        examples/sca/traffic.sip examples/callpark/traffic.sip examples/visual-park/traffic.sip
+        examples/phone-events/traffic.sip)
+per=$(cat "${inputs[@]}" | grep -cE '^([A-Z]+ [^ ]+ SIP/2\.0|SIP/2\.0 [0-9]{3} )')
+repeat=$(( (want + per - 1) / per ))
+capture=$work/capture.pcap
+"$bin/mkpcap" "${inputs[@]}" --repeat "$repeat" -o "$capture"
+messages=$((per * repeat))
+cat > "$work/scenario.txt" <<'SCENARIO'
+line 1 user=1001 server=pbx.example.com
+line 2 user=2100 server=as.example.com sca=1
+SCENARIO
+
+measure() {   # measure NAME COMMAND... : seconds and peak kilobytes
+  local out
+  out=$( { /usr/bin/time -f '%e %M' "$@" >/dev/null 2>/dev/null; } 2>&1 | tail -1)
+  read -r secs kb <<< "$out"
+  printf '%-28s %8.2f s %10.0f msg/s %8d MB peak\n' "$1" "$secs" "$(echo "$messages / $secs" | bc -l)" $((kb / 1024)) >&2
+  echo "$secs $kb"
+}
+echo "capture: $capture, $messages SIP messages, $(du -m "$capture" | cut -f1) MB" >&2
+read -r a_secs a_kb < <(measure amreplay "$bin/amreplay" "$capture" -s "$work/scenario.txt")
+read -r j_secs j_kb < <(measure "amreplay --json" "$bin/amreplay" "$capture" -s "$work/scenario.txt" --json)
+read -r t_secs t_kb < <(measure "tshark -r" tshark -r "$capture")
+read -r v_secs v_kb < <(measure "tshark -r -V (decoded)" tshark -r "$capture" -V)
+printf 'amreplay/tshark: %.1fx the speed of tshark -r, %.1fx of tshark -V; memory %.2fx of tshark -r\n' \
+  "$(echo "$t_secs / $a_secs" | bc -l)" "$(echo "$v_secs / $a_secs" | bc -l)" "$(echo "$a_kb / $t_kb" | bc -l)" >&2
