@@ -15,8 +15,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "platform/am.h"
@@ -341,13 +339,12 @@ void Live::onEvent(int event, int status, const char *phrase, nua_handle_t *nh, 
         const Account *a = account(sub->line);
         if (a == nullptr) return false;
         std::string auth = "Digest:" + realmOf(sip) + ":" + a->line.user + ":" + a->password;
-        if (std::getenv("AMLIVE_DEBUG")) std::fprintf(stderr, "auth %s\n", auth.c_str());
         nua_authenticate(nh, NUTAG_AUTH(auth.c_str()), TAG_END());
         return true;
     };
     switch (event) {
     case nua_r_register:
-        if (status < 200 || challenge()) return;
+        if (sub == nullptr || status < 200 || challenge()) return;
         if (status < 300) {
             sub->challenges = 0;
             if (!sub->registered) {
@@ -371,7 +368,8 @@ void Live::onEvent(int event, int status, const char *phrase, nua_handle_t *nh, 
         }
         return;
     case nua_r_unregister:
-        if (status >= 200 && sub != nullptr) {
+        if (status < 200 || challenge()) return;
+        if (sub != nullptr) {
             sub->done = true;
             devhost::line(sub->line).registered = false;
             note("line " + std::to_string(sub->line) + " unregistered: " + std::to_string(status));

@@ -20,12 +20,13 @@
 namespace {
 
 std::atomic<bool> stopRequested{false};
-amlive::Live *running = nullptr;
+// Read by the signal handler and by the host's threads (message callbacks).
+std::atomic<amlive::Live *> running{nullptr};
 amreplay::Timeline *timeline = nullptr;
 
 void onSignal(int) {
     stopRequested.store(true);
-    if (running != nullptr) running->wake();
+    if (amlive::Live *live = running.load()) live->wake();
 }
 
 void usage(std::FILE *out) {
@@ -44,7 +45,10 @@ void usage(std::FILE *out) {
         out);
 }
 
-double now() { return running != nullptr ? running->now() : 0; }
+double now() {
+    amlive::Live *live = running.load();
+    return live != nullptr ? live->now() : 0;
+}
 
 void messageCallback(const AmRecvMessage *m) {
     if (timeline != nullptr && m != nullptr)
@@ -178,12 +182,13 @@ int main(int argc, char **argv) {
             if (live.registeredLines() == 0) rc = 1;
         }
         devhost::waitAsyncIdle();
+        // Back to manual modes: that joins the host's timer and asynchronous threads, the
+        // last that could still reach the stack or read its clock.
+        devhost::setTimerMode(devhost::Mode::Manual);
+        devhost::setAsyncMode(devhost::Mode::Manual);
         if (state) out.state(live.now());
         running = nullptr;
     }
-    // Back to manual modes: that joins the host's timer and asynchronous threads.
-    devhost::setTimerMode(devhost::Mode::Manual);
-    devhost::setAsyncMode(devhost::Mode::Manual);
     amMessageProcessCbUnregister(messageCallback);
     devhost::setEventObserver({});
     amModuleUnInit();
