@@ -135,16 +135,15 @@ public:
 
 private:
     // ---- output ----------------------------------------------------------------------
-    void emit(const Json &line) {
-        if (o_.json) std::cout << line.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
-    }
+    void emit(const Json &line) { std::cout << line.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n'; }
+    bool saying() const { return !o_.json && !o_.quiet; }
     void say(const std::string &text) {
-        if (!o_.json && !o_.quiet) std::cout << text;
+        if (saying()) std::cout << text;
     }
     double stamp() const { return std::round(now_ * 1e6) / 1e6; }
     void error(const std::string &source, const std::string &what) {
         ++errors_;
-        emit(Json{{"kind", "error"}, {"t", stamp()}, {"source", source}, {"error", what}});
+        if (o_.json) emit(Json{{"kind", "error"}, {"t", stamp()}, {"source", source}, {"error", what}});
         if (!o_.json) std::cout << fixed(now_) << " error " << source << ": " << what << '\n';
     }
     void flushLogs() {
@@ -153,7 +152,7 @@ private:
             if (l.level < o_.logLevel) continue;
             std::string text = l.text;
             while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' ')) text.pop_back();
-            emit(Json{{"kind", "log"}, {"t", stamp()}, {"level", l.level}, {"module", l.module}, {"text", text}});
+            if (o_.json) emit(Json{{"kind", "log"}, {"t", stamp()}, {"level", l.level}, {"module", l.module}, {"text", text}});
             say("          log " + std::to_string(l.level) + " " + l.module + ": " + text + "\n");
         }
         devhost::clearLogs();
@@ -172,8 +171,8 @@ private:
             record = decodeRecord(name, data, size);
             state_.apply(name, record);
         }
-        emit(Json{{"kind", "event"}, {"t", stamp()}, {"name", name}, {"record", record}});
-        say("          event " + std::string(name) + " " + recordText(record) + "\n");
+        if (o_.json) emit(Json{{"kind", "event"}, {"t", stamp()}, {"name", name}, {"record", record}});
+        if (saying()) say("          event " + std::string(name) + " " + recordText(record) + "\n");
     }
 
     Json visualParkList() {
@@ -222,7 +221,7 @@ private:
         j["result"] = configured;
         std::string text = out.text();
         j["sip"] = text;
-        emit(j);
+        if (o_.json) emit(j);
         say(fixed(now_) + " out   " + out.method + " " + out.uri + "\n" + indent(text, "          | "));
         return configured;
     }
@@ -235,7 +234,7 @@ private:
                {"name", s(name)}};
         if (contentType != nullptr) j["contentType"] = contentType;
         j["text"] = s(text);
-        emit(j);
+        if (o_.json) emit(j);
         say("          delivered to the " + std::string(receiver) + ": line=" + std::to_string(line) + " number=" +
             Json(number ? number : "").dump() + " name=" + Json(name ? name : "").dump() +
             (contentType ? " contentType=" + std::string(contentType) : "") + " text=" +
@@ -263,7 +262,7 @@ private:
             Json j{{"kind", "in"}, {"t", stamp()}, {"source", "timeout"}, {"method", call.kind == sippm::Call::MessageResult ? "MESSAGE" : "SUBSCRIBE"},
                    {"status", 0}, {"line", call.line}, {"number", orNull(call.number)}, {"event", orNull(call.event)},
                    {"subscriptionState", nullptr}, {"contentType", orNull(call.contentType)}, {"bytes", 0}};
-            emit(j);
+            if (o_.json) emit(j);
             say(fixed(now_) + " in    no final response: " + call.entryPoint() + " with 0 for " +
                 call.number.value_or("") + "\n");
             deliver(call, "timeout");
@@ -295,7 +294,7 @@ private:
         for (const std::string &arg : a.args) line += " " + arg;
         Json j{{"kind", "app"}, {"t", stamp()}, {"action", a.verb}, {"args", a.args}};
         if (reenacted) j["reenacted"] = true;
-        emit(j);
+        if (o_.json) emit(j);
         say(fixed(now_) + " app   " + line + (reenacted ? "   (reenacted)" : "") + "\n");
         if (a.verb == "blf") state_.key(std::atoi(a.args[0].c_str()), a.args[1]);
         std::string missing = act(a);
@@ -486,23 +485,24 @@ private:
             error(raw.source, why.substr(why.find(": ") == std::string::npos ? 0 : why.find(": ") + 2));
             return;
         }
-        Json j{{"kind", "in"}, {"t", stamp()}, {"source", in.source}};
-        if (in.request) j["method"] = in.method;
-        else {
-            j["status"] = in.status;
+        if (o_.json) {
+            Json j{{"kind", "in"}, {"t", stamp()}, {"source", in.source}};
+            if (!in.request) j["status"] = in.status;
             j["method"] = in.method;
+            j["line"] = in.line;
+            j["number"] = in.number;
+            j["event"] = orNull(in.event);
+            j["subscriptionState"] = orNull(in.subscriptionState);
+            j["contentType"] = orNull(in.contentType);
+            j["bytes"] = in.bytes;
+            if (in.fromPhone) j["fromPhone"] = true;
+            if (!in.warnings.empty()) j["warnings"] = in.warnings;
+            emit(j);
         }
-        j["line"] = in.line;
-        j["number"] = in.number;
-        j["event"] = orNull(in.event);
-        j["subscriptionState"] = orNull(in.subscriptionState);
-        j["contentType"] = orNull(in.contentType);
-        j["bytes"] = in.bytes;
-        if (in.fromPhone) j["fromPhone"] = true;
-        if (!in.warnings.empty()) j["warnings"] = in.warnings;
-        emit(j);
-        say(fixed(now_) + (in.fromPhone ? " phone " : " in    ") + in.summary + "   (" + in.source + ")\n");
-        for (const std::string &w : in.warnings) say("          warning: " + w + "\n");
+        if (saying()) {
+            say(fixed(now_) + (in.fromPhone ? " phone " : " in    ") + in.summary + "   (" + in.source + ")\n");
+            for (const std::string &w : in.warnings) say("          warning: " + w + "\n");
+        }
         if (o_.reenact && in.fromPhone && in.request) reenact(in);
         for (const sippm::Call &call : in.calls) deliver(call, in.source);
     }
@@ -578,7 +578,7 @@ int Replay::run() {
 
     if (o_.state) {
         Json s = state_.json();
-        emit(Json{{"kind", "state"}, {"t", stamp()}, {"state", s}});
+        if (o_.json) emit(Json{{"kind", "state"}, {"t", stamp()}, {"state", s}});
         if (!o_.json) std::cout << state_.text();
     }
     if (app_.callbackUnregister != nullptr) app_.callbackUnregister(messageCallback);
@@ -595,6 +595,7 @@ int Replay::run() {
 
 int main(int argc, char **argv) {
     using namespace amreplay;
+    std::ios::sync_with_stdio(false);   // the timeline is written through cout alone
     Options o;
     CLI::App app{"amreplay: replays SIP traffic (message files, pcap, pcapng) through the module and shows, "
                  "message by message, what it reported and asked for, and what the phone shows at the end."};
