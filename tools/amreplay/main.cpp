@@ -20,6 +20,7 @@
 #include "sippm/sippm.h"
 #include "sippm/text.h"
 #include "state.h"
+#include "timeline.h"
 
 #ifndef OSTRA_DEFAULT_MODULE
 #define OSTRA_DEFAULT_MODULE "libostra_am.so"
@@ -93,29 +94,6 @@ struct Options {
     int logLevel = -1;
 };
 
-std::string fixed(double t) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%9.3f", t);
-    return text;
-}
-
-Json orNull(bool has, const std::string &text) { return has ? Json(text) : Json(nullptr); }
-Json orNull(const std::optional<std::string> &text) { return text ? Json(*text) : Json(nullptr); }
-
-std::string indent(const std::string &text, const std::string &prefix) {
-    std::string out;
-    std::size_t pos = 0;
-    while (pos < text.size()) {
-        std::size_t nl = text.find('\n', pos);
-        std::string line = text.substr(pos, nl == std::string::npos ? std::string::npos : nl - pos);
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        out += prefix + line + "\n";
-        if (nl == std::string::npos) break;
-        pos = nl + 1;
-    }
-    return out;
-}
-
 // Text between <tag> and </tag>, or empty.
 std::string element(const std::string &body, const std::string &tag) {
     std::size_t open = body.find("<" + tag + ">");
@@ -125,9 +103,18 @@ std::string element(const std::string &body, const std::string &tag) {
     return close == std::string::npos ? "" : body.substr(open, close - open);
 }
 
+TimelineOptions timelineOptions(const Options &o) {
+    TimelineOptions t;
+    t.json = o.json;
+    t.quiet = o.quiet;
+    t.logLevel = o.logLevel;
+    return t;
+}
+
 class Replay {
 public:
-    Replay(const Options &options, const Scenario &scenario) : o_(options), scenario_(scenario) {
+    Replay(const Options &options, const Scenario &scenario)
+        : o_(options), scenario_(scenario), timeline_(std::cout, timelineOptions(options)) {
         for (const LineSetup &l : scenario.lines) pm_.lines().set(l.line);
     }
 
@@ -135,44 +122,16 @@ public:
 
 private:
     // ---- output ----------------------------------------------------------------------
-    void emit(const Json &line) { std::cout << line.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n'; }
-    bool saying() const { return !o_.json && !o_.quiet; }
-    void say(const std::string &text) {
-        if (saying()) std::cout << text;
-    }
-    double stamp() const { return std::round(now_ * 1e6) / 1e6; }
-    void error(const std::string &source, const std::string &what) {
-        ++errors_;
-        if (o_.json) emit(Json{{"kind", "error"}, {"t", stamp()}, {"source", source}, {"error", what}});
-        if (!o_.json) std::cout << fixed(now_) << " error " << source << ": " << what << '\n';
-    }
-    void flushLogs() {
-        if (o_.logLevel < 0) return;
-        for (const devhost::LogLine &l : devhost::logs()) {
-            if (l.level < o_.logLevel) continue;
-            std::string text = l.text;
-            while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' ')) text.pop_back();
-            if (o_.json) emit(Json{{"kind", "log"}, {"t", stamp()}, {"level", l.level}, {"module", l.module}, {"text", text}});
-            say("          log " + std::to_string(l.level) + " " + l.module + ": " + text + "\n");
-        }
-        devhost::clearLogs();
-    }
+    void error(const std::string &source, const std::string &what) { timeline_.error(now_, source, what); }
+    void flushLogs() { timeline_.flushLogs(now_); }
 
     // ---- what the module does --------------------------------------------------------
     void onEvent(const char *name, const void *data, int size) {
-        ++events_;
-        flushLogs();   // what the module logged on the way to this event comes first
-        Json record;
-        if (std::string(name) == AM_VISUAL_PARK_EVENT_NAME) {
-            // The event carries no record: the phone reads the new list through the queries.
-            record = Json{{"list", visualParkList()}};
-            state_.visualPark(record["list"]);
-        } else {
-            record = decodeRecord(name, data, size);
-            state_.apply(name, record);
-        }
-        if (o_.json) emit(Json{{"kind", "event"}, {"t", stamp()}, {"name", name}, {"record", record}});
-        if (saying()) say("          event " + std::string(name) + " " + recordText(record) + "\n");
+        // The visual park event carries no record: the phone reads the new list through
+        // the queries.
+        Json record = std::string(name) == AM_VISUAL_PARK_EVENT_NAME ? Json{{"list", visualParkList()}}
+                                                                      : decodeRecord(name, data, size);
+        timeline_.event(now_, name, record);
     }
 
     Json visualParkList() {
@@ -194,51 +153,13 @@ private:
     }
 
     int onRequest(const devhost::Request &r, int configured) {
-        using devhost::Request;
-        flushLogs();
-        sippm::OutRequest out = pm_.render(r, now_, false);
-        // The fields of the request's own record, in its order.
-        static const char *const names[] = {"subscribe", "unsubscribe", "message", "info"};
-        bool subscribe = r.kind == Request::Subscribe, cancel = r.kind == Request::Unsubscribe;
-        Json j{{"kind", "out"}, {"t", stamp()}, {"request", names[r.kind]}};
-        if (subscribe || cancel) j["reserved"] = r.reserved;
-        j["line"] = r.line;
-        j["number"] = orNull(r.hasNumber, r.number);
-        if (subscribe) {
-            j["expires"] = r.expires;
-            j["flag"] = r.flag;
-        }
-        if (subscribe || cancel) {
-            j["event"] = orNull(r.hasEvent, r.event);
-            j["accept"] = orNull(r.hasAccept, r.accept);
-        }
-        if (!cancel) {
-            j["contentType"] = orNull(r.hasContentType, r.contentType);
-            j["body"] = orNull(r.hasBody, r.body);
-        }
-        if (subscribe) j["extra"] = orNull(r.hasExtra, r.extra);
-        if (r.kind == Request::Message) j["id"] = r.id;
-        j["result"] = configured;
-        std::string text = out.text();
-        j["sip"] = text;
-        if (o_.json) emit(j);
-        say(fixed(now_) + " out   " + out.method + " " + out.uri + "\n" + indent(text, "          | "));
+        timeline_.request(now_, r, configured, pm_.render(r, now_, false));
         return configured;
     }
 
     void onDelivered(const char *receiver, int line, const char *number, const char *name, const char *contentType,
                      const char *text) {
-        state_.delivered();
-        auto s = [](const char *p) { return p != nullptr ? Json(p) : Json(nullptr); };
-        Json j{{"kind", "delivered"}, {"t", stamp()}, {"receiver", receiver}, {"line", line}, {"number", s(number)},
-               {"name", s(name)}};
-        if (contentType != nullptr) j["contentType"] = contentType;
-        j["text"] = s(text);
-        if (o_.json) emit(j);
-        say("          delivered to the " + std::string(receiver) + ": line=" + std::to_string(line) + " number=" +
-            Json(number ? number : "").dump() + " name=" + Json(name ? name : "").dump() +
-            (contentType ? " contentType=" + std::string(contentType) : "") + " text=" +
-            s(text).dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+        timeline_.delivered(now_, receiver, line, number, name, contentType, text);
     }
     static int plainReceiver(int line, const char *number, const char *name, const char *body) {
         self_->onDelivered("message receiver", line, number, name, nullptr, body);
@@ -259,12 +180,7 @@ private:
         std::vector<sippm::Call> late = pm_.expire(t);
         now_ = t;
         for (const sippm::Call &call : late) {
-            Json j{{"kind", "in"}, {"t", stamp()}, {"source", "timeout"}, {"method", call.kind == sippm::Call::MessageResult ? "MESSAGE" : "SUBSCRIBE"},
-                   {"status", 0}, {"line", call.line}, {"number", orNull(call.number)}, {"event", orNull(call.event)},
-                   {"subscriptionState", nullptr}, {"contentType", orNull(call.contentType)}, {"bytes", 0}};
-            if (o_.json) emit(j);
-            say(fixed(now_) + " in    no final response: " + call.entryPoint() + " with 0 for " +
-                call.number.value_or("") + "\n");
+            timeline_.timedOut(now_, call);
             deliver(call, "timeout");
         }
         long target = static_cast<long>(std::floor(t));
@@ -290,13 +206,7 @@ private:
 
     // ---- the applications --------------------------------------------------------------
     void perform(const Action &a, bool reenacted) {
-        std::string line = a.verb;
-        for (const std::string &arg : a.args) line += " " + arg;
-        Json j{{"kind", "app"}, {"t", stamp()}, {"action", a.verb}, {"args", a.args}};
-        if (reenacted) j["reenacted"] = true;
-        if (o_.json) emit(j);
-        say(fixed(now_) + " app   " + line + (reenacted ? "   (reenacted)" : "") + "\n");
-        if (a.verb == "blf") state_.key(std::atoi(a.args[0].c_str()), a.args[1]);
+        timeline_.action(now_, a.verb, a.args, reenacted);
         std::string missing = act(a);
         if (!missing.empty()) error(a.where, missing);
         settle();
@@ -485,24 +395,7 @@ private:
             error(raw.source, why.substr(why.find(": ") == std::string::npos ? 0 : why.find(": ") + 2));
             return;
         }
-        if (o_.json) {
-            Json j{{"kind", "in"}, {"t", stamp()}, {"source", in.source}};
-            if (!in.request) j["status"] = in.status;
-            j["method"] = in.method;
-            j["line"] = in.line;
-            j["number"] = in.number;
-            j["event"] = orNull(in.event);
-            j["subscriptionState"] = orNull(in.subscriptionState);
-            j["contentType"] = orNull(in.contentType);
-            j["bytes"] = in.bytes;
-            if (in.fromPhone) j["fromPhone"] = true;
-            if (!in.warnings.empty()) j["warnings"] = in.warnings;
-            emit(j);
-        }
-        if (saying()) {
-            say(fixed(now_) + (in.fromPhone ? " phone " : " in    ") + in.summary + "   (" + in.source + ")\n");
-            for (const std::string &w : in.warnings) say("          warning: " + w + "\n");
-        }
+        timeline_.inbound(now_, in);
         if (o_.reenact && in.fromPhone && in.request) reenact(in);
         for (const sippm::Call &call : in.calls) deliver(call, in.source);
     }
@@ -512,12 +405,11 @@ private:
     sippm::ProtocolManager pm_;
     sippm::ModuleApi module_;
     Applications app_;
-    PhoneState state_;
+    Timeline timeline_;
     std::size_t nextAction_ = 0;
     double now_ = 0, origin_ = 0;
     bool haveOrigin_ = false;
-    int errors_ = 0;
-    long messages_ = 0, events_ = 0;
+    long messages_ = 0;
     static Replay *self_;
 };
 
@@ -576,18 +468,15 @@ int Replay::run() {
     runActionsUpTo(scenario_.actions.empty() ? now_ : std::max(now_, scenario_.actions.back().t));
     settle();
 
-    if (o_.state) {
-        Json s = state_.json();
-        if (o_.json) emit(Json{{"kind", "state"}, {"t", stamp()}, {"state", s}});
-        if (!o_.json) std::cout << state_.text();
-    }
+    if (o_.state) timeline_.state(now_);
     if (app_.callbackUnregister != nullptr) app_.callbackUnregister(messageCallback);
     if (app_.moduleUnInit != nullptr) app_.moduleUnInit();
     devhost::setEventObserver(nullptr);
     devhost::setRequestHook(nullptr);
     std::cout.flush();
-    std::cerr << "amreplay: " << messages_ << " message(s), " << events_ << " event(s), " << errors_ << " error(s)\n";
-    return errors_ > 0 ? 1 : 0;
+    std::cerr << "amreplay: " << messages_ << " message(s), " << timeline_.events() << " event(s), "
+              << timeline_.errors() << " error(s)\n";
+    return timeline_.errors() > 0 ? 1 : 0;
 }
 
 }  // namespace
