@@ -125,8 +125,8 @@ constexpr NotifyRoute kNotifyRoutes[] = {
     {Match::Equal, "clickToTalk", nullptr, nullptr, clickToTalkNotify},
     {Match::Equal, "push-xml-event", "application/xml", "Push xml",
      [](const Notify &n) { amRecvPushXml(n.line, n.number, n.body); return 0; }},
-    // Dynamic multicast: amParseDynamicMcast(n.line, n.number, n.body) when built.
-    {Match::Equal, "mcast-dynamic-set", "application/iMC+xml", "Dynamic mcast", [](const Notify &) { return 0; }},
+    {Match::Equal, "mcast-dynamic-set", "application/iMC+xml", "Dynamic mcast",
+     [](const Notify &n) { amParseDynamicMcast(n.line, n.number, n.body); return 0; }},
     {Match::Equal, "ACTIVE-URI", "message/sipfrag", "active uri",
      [](const Notify &n) {
          if (n.body != nullptr) amActiveUriReport(n.line, n.number, n.body, AM_ACTIVE_URI_SOURCE_NOTIFY);
