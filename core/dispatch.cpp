@@ -252,7 +252,7 @@ extern "C" int amRecvInfo(const AmInfoRecord *info) {
     ostraPrintLog(1, kLog, "%s: line=[%d] number=[%s] contentType=[%s]", "amRecvInfo", info->line,
                   am::orEmpty(info->number), am::orEmpty(info->contentType));
     if (amMsgContentEqual("application/remotecontrol+xml", info->contentType)) {
-        // Remote control: amRemoteControlRecvInfoMsg(info->line, info->number, info->body) when built.
+        amRemoteControlRecvInfoMsg(info->line, info->number, info->body);
         return 0;
     }
     if (amMsgContentEqual("kts", info->contentType)) {
