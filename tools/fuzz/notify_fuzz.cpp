@@ -32,6 +32,9 @@ constexpr Route kRoutes[] = {
     {"firmware_update", "message/control"},
     {"push-xml-event", "application/xml"},
     {"sync-server-time", "application/date"},
+    {"x-broadworks-hoteling", "application/x-broadworks-hoteling+xml"},
+    {"as-feature-event", nullptr},
+    {"dndstatus", nullptr},
 };
 constexpr int kRouteCount = static_cast<int>(sizeof kRoutes / sizeof kRoutes[0]);
 
@@ -61,5 +64,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         amRecvNotify(1, "201", text, text, text, text);
         devhost::drainAsync();
     }
+    devhost::clearRequests();  // challenges are answered with SUBSCRIBEs the host records
     return 0;
 }
