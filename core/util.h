@@ -1,8 +1,8 @@
 // Small C++ helpers shared by every feature of the module: bounded copies that cannot be
 // given a wrong size, a scoped hold of a host mutex, a scoped XML parser context and
-// case-insensitive comparisons, a mutex created on first use, the hand-over of a SUBSCRIBE
-// (plain or with a body), and the reading of a decimal number. Header-only; nothing here
-// allocates but that mutex.
+// case-insensitive comparisons, a mutex and a guarded list created on first use, the
+// hand-over of a SUBSCRIBE (plain or with a body), and the reading of a decimal number.
+// Header-only; nothing here allocates but that mutex and that list.
 #ifndef OSTRA_AM_CORE_UTIL_H
 #define OSTRA_AM_CORE_UTIL_H
 
@@ -96,6 +96,32 @@ public:
 
 private:
     std::atomic<SEM_ID> sem_{nullptr};
+};
+
+// A host list created on first use together with its mutex, both kept until the process
+// ends. The mutex is made first, so whoever sees the list also sees it; racing first users
+// install only one list, and a list that cannot be created is tried again by the next use.
+class LazyLockedList {
+public:
+    uList *existing() const { return list_.load(std::memory_order_acquire); }
+    // NULL until the list exists: there is nothing to guard before.
+    SEM_ID lock() { return existing() != nullptr ? lock_.get() : nullptr; }
+
+    uList *create() {
+        uList *list = existing();
+        if (list != nullptr) return list;
+        // A list nobody could guard is not made: the next use tries both again.
+        if (lock_.get() == nullptr) return nullptr;
+        uList *created = uListInit(0);
+        if (created == nullptr) return nullptr;
+        if (list_.compare_exchange_strong(list, created, std::memory_order_acq_rel)) return created;
+        uListUninit(created);  // another thread won; `list` now holds its list
+        return list;
+    }
+
+private:
+    std::atomic<uList *> list_{nullptr};
+    LazyMutex lock_;
 };
 
 // Hands the protocol manager a SUBSCRIBE (`subscribe` non-zero: the line's expiry, flag 1)

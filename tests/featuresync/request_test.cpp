@@ -13,7 +13,7 @@ class FeatureSyncRequest : public amtest::HostTest {};
 // The body sent for one change on line 2, or "" when nothing was sent.
 std::string sent(int feature, int value, const char *forwardTo = "", int ringTime = 0, const char *reason = "") {
     AmFeatureSync change = {77, ringTime, value, feature, {}, {}};  // the record's line is not read
-    // May fill a field to the brim, without its NUL (the record is zeroed above).
+    // A text as long as its field fills it to the brim, with no terminator.
     std::memcpy(change.forwardTo, forwardTo, std::min(std::strlen(forwardTo), sizeof change.forwardTo));
     std::memcpy(change.reason, reason, std::min(std::strlen(reason), sizeof change.reason));
     devhost::clearRequests();

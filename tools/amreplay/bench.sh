@@ -18,21 +18,22 @@ mkdir -p "$work"
 inputs=(examples/blf/traffic.sip examples/blf-list/traffic.sip examples/presence/traffic.sip examples/mwi/traffic.sip
         examples/sca/traffic.sip examples/callpark/traffic.sip examples/visual-park/traffic.sip
         examples/phone-events/traffic.sip)
-per=$(cat "${inputs[@]}" | grep -cE '^([A-Z]+ [^ ]+ SIP/2\.0|SIP/2\.0 [0-9]{3} )')
-repeat=$(( (want + per - 1) / per ))
 capture=$work/capture.pcap
-"$bin/mkpcap" "${inputs[@]}" --repeat "$repeat" -o "$capture"
+per=$("$bin/mkpcap" "${inputs[@]}" -o "$capture" --count)
+repeat=$(( (want + per - 1) / per ))
+"$bin/mkpcap" "${inputs[@]}" --repeat "$repeat" -o "$capture" >/dev/null
 messages=$((per * repeat))
 cat > "$work/scenario.txt" <<'SCENARIO'
 line 1 user=1001 server=pbx.example.com
 line 2 user=2100 server=as.example.com sca=1
 SCENARIO
 
-measure() {   # measure NAME COMMAND... : seconds and peak kilobytes
-  local out
-  out=$( { /usr/bin/time -f '%e %M' "$@" >/dev/null 2>/dev/null; } 2>&1 | tail -1)
-  read -r secs kb <<< "$out"
-  printf '%-28s %8.2f s %10.0f msg/s %8d MB peak\n' "$1" "$secs" "$(echo "$messages / $secs" | bc -l)" $((kb / 1024)) >&2
+measure() {   # measure NAME COMMAND... : prints the figures, answers seconds and peak kilobytes
+  local name=$1; shift
+  /usr/bin/time -f '%e %M' -o "$work/time.txt" "$@" >/dev/null 2>&1 || true
+  read -r secs kb < "$work/time.txt"
+  printf '%-24s %7.2f s %9.0f msg/s %6d MB peak\n' "$name" "$secs" "$(echo "$messages / $secs" | bc -l)" \
+    $((kb / 1024)) >&2
   echo "$secs $kb"
 }
 echo "capture: $capture, $messages SIP messages, $(du -m "$capture" | cut -f1) MB" >&2

@@ -159,23 +159,52 @@ Json decodeRecord(const char *name, const void *data, int size) {
     return record;
 }
 
+namespace {
+
+// A text as a JSON string literal, written here rather than through the JSON library,
+// as the timeline does this for every field of every event.
+void quote(std::string &out, const std::string &text) {
+    static const char hex[] = "0123456789abcdef";
+    out += '"';
+    for (unsigned char c : text) {
+        switch (c) {
+        case '"': out += "\\\""; break;
+        case '\\': out += "\\\\"; break;
+        case '\n': out += "\\n"; break;
+        case '\r': out += "\\r"; break;
+        case '\t': out += "\\t"; break;
+        default:
+            if (c < 0x20) {
+                out += "\\u00";
+                out += hex[c >> 4];
+                out += hex[c & 15];
+            } else {
+                out += static_cast<char>(c);
+            }
+        }
+    }
+    out += '"';
+}
+
+}  // namespace
+
 std::string recordText(const Json &record) {
     std::string out;
     for (auto it = record.begin(); it != record.end(); ++it) {
         const Json &v = it.value();
-        std::string text;
-        if (v.is_string()) {
-            if (v.get<std::string>().empty()) continue;
-            text = Json(v).dump(-1, ' ', false, Json::error_handler_t::replace);
-        } else if (v.is_object()) {
-            std::string inner = recordText(v);
+        if (v.is_string() && v.get_ref<const std::string &>().empty()) continue;
+        std::string inner;
+        if (v.is_object()) {
+            inner = recordText(v);
             if (inner.empty()) continue;
-            text = "{" + inner + "}";
-        } else {
-            text = v.dump(-1, ' ', false, Json::error_handler_t::replace);
         }
         if (!out.empty()) out += ' ';
-        out += it.key() + "=" + text;
+        out += it.key();
+        out += '=';
+        if (v.is_string()) quote(out, v.get_ref<const std::string &>());
+        else if (v.is_number_integer()) out += std::to_string(v.get<long long>());
+        else if (v.is_object()) out += "{" + inner + "}";
+        else out += v.dump(-1, ' ', false, Json::error_handler_t::replace);
     }
     return out;
 }

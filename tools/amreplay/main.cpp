@@ -484,6 +484,7 @@ int Replay::run() {
 
 int main(int argc, char **argv) {
     using namespace amreplay;
+    std::ios::sync_with_stdio(false);   // the timeline is written through cout alone
     Options o;
     CLI::App app{"amreplay: replays SIP traffic (message files, pcap, pcapng) through the module and shows, "
                  "message by message, what it reported and asked for, and what the phone shows at the end."};

@@ -78,6 +78,7 @@ int main(int argc, char **argv) {
     std::size_t batch = 1;
     long repeat = 1;
     double start = 1795000000.0;   // capture time of a message without one of its own
+    bool count = false;
     CLI::App app{"mkpcap: SIP message files to a pcap or pcapng capture"};
     app.add_option("inputs", inputs, "SIP message files")->required();
     app.add_option("-o,--output", output, "the capture to write")->required();
@@ -88,6 +89,7 @@ int main(int argc, char **argv) {
     app.add_option("--segment", o.segment, "TCP payload bytes per segment")->check(CLI::Range(1, 65000));
     app.add_option("--batch", batch, "messages sent together (TCP: several messages per segment)")->check(CLI::Range(1, 1000));
     app.add_option("--repeat", repeat, "send the messages this many times (1 ms apart)")->check(CLI::Range(1L, 10000000L));
+    app.add_flag("--count", count, "print the number of SIP messages the inputs hold, and write nothing");
     CLI11_PARSE(app, argc, argv);
 
     std::vector<RawMessage> messages;
@@ -106,6 +108,10 @@ int main(int argc, char **argv) {
         }
     }
     if (bad || messages.empty()) return 2;
+    if (count) {
+        std::cout << messages.size() << "\n";
+        return 0;
+    }
     Writer writer(output, ng);
     if (!writer.ok()) {
         std::cerr << "mkpcap: " << output << ": cannot be written\n";

@@ -91,8 +91,8 @@ void Timeline::event(double t, const char *name, const Json &record) {
     flushLogs(t);   // what the module logged on the way to this event comes first
     if (std::string(name) == AM_VISUAL_PARK_EVENT_NAME && record.contains("list")) state_.visualPark(record["list"]);
     else state_.apply(name, record);
-    emit(Json{{"kind", "event"}, {"t", stamp(t)}, {"name", name}, {"record", record}});
-    say("          event " + std::string(name) + " " + recordText(record) + "\n");
+    if (o_.json) emit(Json{{"kind", "event"}, {"t", stamp(t)}, {"name", name}, {"record", record}});
+    else if (!o_.quiet) say("          event " + std::string(name) + " " + recordText(record) + "\n");
     if (o_.flush) out_.flush();
 }
 
@@ -148,23 +148,24 @@ void Timeline::delivered(double t, const char *receiver, int line, const char *n
 
 void Timeline::inbound(double t, const sippm::Inbound &in) {
     std::lock_guard<std::recursive_mutex> lock(mutex_);
-    Json j{{"kind", "in"}, {"t", stamp(t)}, {"source", in.source}};
-    if (in.request) j["method"] = in.method;
-    else {
-        j["status"] = in.status;
+    // One line per message: what is not printed is not built either.
+    if (o_.json) {
+        Json j{{"kind", "in"}, {"t", stamp(t)}, {"source", in.source}};
+        if (!in.request) j["status"] = in.status;
         j["method"] = in.method;
+        j["line"] = in.line;
+        j["number"] = in.number;
+        j["event"] = orNull(in.event);
+        j["subscriptionState"] = orNull(in.subscriptionState);
+        j["contentType"] = orNull(in.contentType);
+        j["bytes"] = in.bytes;
+        if (in.fromPhone) j["fromPhone"] = true;
+        if (!in.warnings.empty()) j["warnings"] = in.warnings;
+        emit(j);
+    } else if (!o_.quiet) {
+        say(fixed(t) + (in.fromPhone ? " phone " : " in    ") + in.summary + "   (" + in.source + ")\n");
+        for (const std::string &w : in.warnings) say("          warning: " + w + "\n");
     }
-    j["line"] = in.line;
-    j["number"] = in.number;
-    j["event"] = orNull(in.event);
-    j["subscriptionState"] = orNull(in.subscriptionState);
-    j["contentType"] = orNull(in.contentType);
-    j["bytes"] = in.bytes;
-    if (in.fromPhone) j["fromPhone"] = true;
-    if (!in.warnings.empty()) j["warnings"] = in.warnings;
-    emit(j);
-    say(fixed(t) + (in.fromPhone ? " phone " : " in    ") + in.summary + "   (" + in.source + ")\n");
-    for (const std::string &w : in.warnings) say("          warning: " + w + "\n");
     if (o_.flush) out_.flush();
 }
 

@@ -35,13 +35,18 @@ constexpr Route kRoutes[] = {
     {"x-broadworks-hoteling", "application/x-broadworks-hoteling+xml"},
     {"as-feature-event", nullptr},
     {"dndstatus", nullptr},
+    {"mcast-dynamic-set", "application/iMC+xml"},
 };
 constexpr int kRouteCount = static_cast<int>(sizeof kRoutes / sizeof kRoutes[0]);
+constexpr const char *kInfoTypes[] = {"kts", "text/plain", "application/remotecontrol+xml"};
+
+int takeXmlMessage(int, const char *, const char *, const char *, const char *) { return 0; }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     amModuleInit();
+    amXmlSmsRecvCbRegister(takeXmlMessage);  // so that "application/xml" MESSAGEs are read as text messages
     devhost::line(1).multiDialog = 1;
     devhost::setRecordEvents(false);
     devhost::setRecordLogs(false);
@@ -59,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     } else {
         // The same bytes as a MESSAGE and an INFO, then as the event text itself.
         amRecvMessage(1, "201", "name", route.contentType != nullptr ? route.contentType : "text/plain", text);
-        pmInfoRecord info{1, "201", pick & 1 ? "kts" : "text/plain", text};
+        pmInfoRecord info{1, "201", kInfoTypes[pick % 3], text};
         amRecvInfo(&info);
         amRecvNotify(1, "201", text, text, text, text);
         devhost::drainAsync();

@@ -464,9 +464,10 @@ bool ProtocolManager::parse(const char *data, std::size_t size, const std::strin
         error = source + ": empty message";
         return false;
     }
-    std::string warning;
-    std::string fixed = trustBodyBytes(std::string(data, size), warning);
-    Msg msg(msg_make(sip_default_mclass(), 0, fixed.data(), static_cast<ssize_t>(fixed.size())));
+    std::string warning, fixed;
+    const std::string original(data, size);
+    const std::string &text = fixBodyLength(original, fixed, warning) ? fixed : original;
+    Msg msg(msg_make(sip_default_mclass(), 0, text.data(), static_cast<ssize_t>(text.size())));
     if (!msg) {
         error = source + ": not a SIP message";
         return false;
@@ -476,7 +477,8 @@ bool ProtocolManager::parse(const char *data, std::size_t size, const std::strin
         error = source + ": not a SIP message (no request or status line)";
         return false;
     }
-    rawContentType_ = rawHeader(fixed, "Content-Type", "c");
+    // Only a type the parser refused needs its text as written.
+    if (sip->sip_content_type == nullptr) rawContentType_ = rawHeader(text, "Content-Type", "c");
     bool ok = normalise(msg.get(), source, t, out, error);
     rawContentType_.reset();
     if (!ok) return false;

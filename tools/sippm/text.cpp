@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <cctype>
+#include <cstring>
 
 #include "sippm.h"
 
@@ -35,6 +36,15 @@ std::size_t headerEnd(const std::string &data, std::size_t from) {
 
 namespace {
 
+// Whether [begin, end) holds `name` with blanks around it, ignoring case; no copies, as
+// this runs for every header of every message.
+bool nameIs(const std::string &data, std::size_t begin, std::size_t end, const char *name) {
+    while (begin < end && (data[begin] == ' ' || data[begin] == '\t')) ++begin;
+    while (end > begin && (data[end - 1] == ' ' || data[end - 1] == '\t')) --end;
+    std::size_t length = std::strlen(name);
+    return end - begin == length && strncasecmp(data.data() + begin, name, length) == 0;
+}
+
 // The value span of the first header of that name in the header block [0, end).
 bool findHeader(const std::string &data, std::size_t end, const char *longName, const char *compact,
                 std::size_t &valueBegin, std::size_t &valueEnd) {
@@ -43,10 +53,10 @@ bool findHeader(const std::string &data, std::size_t end, const char *longName, 
     while (line < end) {
         std::size_t nl = data.find('\n', line);
         if (nl == std::string::npos || nl > end) nl = end;
-        std::size_t colon = data.find(':', line);
-        if (colon != std::string::npos && colon < nl) {
-            std::string name = trim(data.substr(line, colon - line));
-            if (strcasecmp(name.c_str(), longName) == 0 || strcasecmp(name.c_str(), compact) == 0) {
+        const void *colonAt = std::memchr(data.data() + line, ':', nl - line);
+        if (colonAt != nullptr) {
+            std::size_t colon = static_cast<std::size_t>(static_cast<const char *>(colonAt) - data.data());
+            if (nameIs(data, line, colon, longName) || nameIs(data, line, colon, compact)) {
                 valueBegin = colon + 1;
                 valueEnd = nl > valueBegin && data[nl - 1] == '\r' ? nl - 1 : nl;
                 return true;
@@ -129,6 +139,29 @@ bool splitMultipart(const std::string &body, const std::string &boundary, std::v
         parts.push_back(std::move(mp));
         at = next;
     }
+    return true;
+}
+
+bool fixBodyLength(const std::string &message, std::string &fixed, std::string &warning) {
+    warning.clear();
+    std::size_t end = headerEnd(message);
+    std::size_t vb = 0, ve = 0;
+    if (end != std::string::npos && findContentLength(message, end, vb, ve)) {
+        std::size_t body = message.size() - end;
+        std::size_t given = 0;
+        bool digits = ve > vb;
+        std::size_t i = vb;
+        while (i < ve && (message[i] == ' ' || message[i] == '\t')) ++i;
+        std::size_t j = ve;
+        while (j > i && (message[j - 1] == ' ' || message[j - 1] == '\t')) --j;
+        digits = j > i && j - i <= 9;
+        for (std::size_t k = i; digits && k < j; ++k) {
+            if (!std::isdigit(static_cast<unsigned char>(message[k]))) digits = false;
+            else given = given * 10 + static_cast<std::size_t>(message[k] - '0');
+        }
+        if (digits && given == body) return false;   // the common case: nothing to copy
+    }
+    fixed = trustBodyBytes(message, warning);
     return true;
 }
 

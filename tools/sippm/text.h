@@ -14,6 +14,8 @@ std::string trim(const std::string &text);
 // The message with its Content-Length made to agree with the body's bytes (added when
 // missing); `warning` says what was changed when the header disagreed.
 std::string trustBodyBytes(const std::string &message, std::string &warning);
+// The same, writing `fixed` only when something had to change (false: use the message).
+bool fixBodyLength(const std::string &message, std::string &fixed, std::string &warning);
 
 // The value of the first header of that name (long or compact form) in the message's
 // header block, as written.
