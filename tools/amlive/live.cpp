@@ -428,6 +428,12 @@ void Live::askWatches(int line) {
             timeline_.action(now(), "presence", {std::to_string(line), w.number});
             amRequestPresence(line, w.number.c_str());
             break;
+        case Watch::Sms: {
+            std::string id = std::to_string(++messages_);
+            timeline_.action(now(), "sms", {std::to_string(line), w.number, id, "text", w.text});
+            amSendSms(line, w.number.c_str(), w.text.c_str(), messages_);
+            break;
+        }
         case Watch::Mwi: {
             // The phone's own mailbox watch is the protocol manager's, not the module's.
             auto sub = std::make_unique<Sub>();

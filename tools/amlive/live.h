@@ -32,9 +32,10 @@ struct Account {
 };
 
 struct Watch {
-    enum Kind { Blf, List, Presence, Mwi } kind = Blf;
+    enum Kind { Blf, List, Presence, Mwi, Sms } kind = Blf;
     int line = 1;
     std::string number;      // Mwi: empty for the line's own mailbox
+    std::string text;        // Sms: the text message, sent once the line is registered
 };
 
 // "N:USER:PASSWORD@SERVER[:PORT][;transport=udp|tcp]" from the command line; false when
@@ -113,6 +114,7 @@ private:
     bool shutDown_ = false;
     bool stackDown_ = false;
     long counter_ = 0;
+    int messages_ = 0;           // ids of the text messages sent
     void *msg_ = nullptr;   // the message of the event being handled
 };
 

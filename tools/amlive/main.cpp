@@ -38,6 +38,7 @@ void usage(std::FILE *out) {
         "  --list [L:]USER     a BLF resource list (RLMI) at USER@DOMAIN\n"
         "  --presence [L:]NUMBER  a presence watch\n"
         "  --mwi [L]           the line's own mailbox (message-summary)\n"
+        "  --sms L:NUMBER:TEXT a text message sent once line L is registered\n"
         "  --json              JSON lines instead of the timeline\n"
         "  --state             print what the phone shows when stopping\n"
         "  --log-level N       print the module's log lines of level N and above to stderr\n"
@@ -94,6 +95,21 @@ int main(int argc, char **argv) {
             w.kind = arg == "--blf" ? amlive::Watch::Blf : arg == "--list" ? amlive::Watch::List : amlive::Watch::Presence;
             w.line = line;
             w.number = number;
+            watches.push_back(w);
+        } else if (arg == "--sms") {
+            // The line is not optional here: a number in front of the text would read as one.
+            std::string v = value();
+            auto [line, rest] = amlive::lineAndRest(v);
+            std::size_t colon = rest.find(':');
+            if (v.find(':') == rest.find(':') || colon == std::string::npos || colon == 0) {
+                std::fprintf(stderr, "amlive: --sms %s: expected LINE:NUMBER:TEXT\n", v.c_str());
+                return 2;
+            }
+            amlive::Watch w;
+            w.kind = amlive::Watch::Sms;
+            w.line = line;
+            w.number = rest.substr(0, colon);
+            w.text = rest.substr(colon + 1);
             watches.push_back(w);
         } else if (arg == "--mwi") {
             amlive::Watch w;

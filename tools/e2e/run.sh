@@ -53,7 +53,7 @@ server="127.0.0.1:$port"
 suffix=
 [ "$transport" = tcp ] && suffix=";transport=tcp"
 "$AMLIVE" --line "1:200:secret@$server$suffix" --domain ostra.test --blf 201 --blf 202 --list blf-list \
-  --presence 203 --mwi --json --state > "$out" 2> "$scratch/amlive.err" &
+  --presence 203 --mwi --sms "1:200:Note to self" --json --state > "$out" 2> "$scratch/amlive.err" &
 AMLIVE_PID=$!
 
 notified() { jq -e -s --arg n "$1" --arg e "$2" \
@@ -85,6 +85,14 @@ wait_for 5 lamp_on || fail "the lamp did not turn on with 3 new, 7 old: $(events
 delivered() { jq -e -s 'map(select(.kind=="delivered" and .number=="202" and (.text | startswith("Call the front desk"))))
   | length > 0' "$out" > /dev/null; }
 wait_for 5 delivered || fail "the MESSAGE did not reach the registered receiver"
+# The module's own text message goes out through the stack, comes back to the line as a
+# text/plain MESSAGE for its receiver, and its 200 becomes the module's "sent" report.
+sms_sent() { jq -e -s 'map(select(.kind=="event" and .name=="AM_SMS_SEND_EVENT_NAME" and .record.id==1
+  and .record.status==1)) | length == 1' "$out" > /dev/null; }
+wait_for 5 sms_sent || fail "the module's text message was not reported sent: $(events '.name=="AM_SMS_SEND_EVENT_NAME"')"
+sms_back() { jq -e -s 'map(select(.kind=="delivered" and .receiver=="message receiver" and .number=="200"
+  and .text=="Note to self")) | length == 1' "$out" > /dev/null; }
+wait_for 5 sms_back || fail "the text message did not come back to the line's message receiver"
 
 # A clean stop: every watch ended and the line unregistered before amlive exits.
 kill -INT "$AMLIVE_PID"
