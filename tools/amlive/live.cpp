@@ -414,47 +414,51 @@ void Live::onEvent(int event, int status, const char *phrase, nua_handle_t *nh, 
 }
 
 void Live::askWatches(int line) {
-    const Account *a = account(line);
-    asked_.push_back(line);
-    for (const Watch &w : watches_) {
-        if (w.line != line) continue;
-        switch (w.kind) {
-        case Watch::Blf:
-        case Watch::List:
-            timeline_.action(now(), "blf", {std::to_string(line), w.number});
-            amRequestBlf(line, w.number.c_str());
-            break;
-        case Watch::Presence:
-            timeline_.action(now(), "presence", {std::to_string(line), w.number});
-            amRequestPresence(line, w.number.c_str());
-            break;
-        case Watch::Sms: {
-            std::string id = std::to_string(++messages_);
-            timeline_.action(now(), "sms", {std::to_string(line), w.number, id, "text", w.text});
-            amSendSms(line, w.number.c_str(), w.text.c_str(), messages_);
-            break;
-        }
-        case Watch::Mwi: {
-            // The phone's own mailbox watch is the protocol manager's, not the module's.
-            auto sub = std::make_unique<Sub>();
-            sub->line = line;
-            sub->number = w.number.empty() ? a->line.user : w.number;
-            sub->event = "message-summary";
-            sub->viaModule = false;
-            std::string uri = userAt(sub->number, a->line.server);
-            std::string self = userAt(a->line.user, a->line.server);
-            std::string proxy = "sip:" + (a->proxy.empty() ? a->line.server : a->proxy) + (a->tcp ? ";transport=tcp" : "");
-            sub->nh = nua_handle(nua_, static_cast<nua_hmagic_t *>(static_cast<void *>(sub.get())),
-                                 SIPTAG_TO_STR(uri.c_str()), SIPTAG_FROM_STR(self.c_str()), NUTAG_PROXY(proxy.c_str()),
-                                 TAG_END());
-            nua_subscribe(sub->nh, NUTAG_URL(uri.c_str()), SIPTAG_EVENT_STR("message-summary"),
-                          SIPTAG_ACCEPT_STR("application/simple-message-summary"), SIPTAG_EXPIRES_STR("3600"),
-                          TAG_END());
-            note("line " + std::to_string(line) + ": SUBSCRIBE " + uri + " (message-summary)");
-            subs_.push_back(std::move(sub));
-            break;
-        }
-        }
+    if (std::find(asked_.begin(), asked_.end(), line) == asked_.end()) asked_.push_back(line);
+    for (Watch &w : watches_)
+        if (w.line == line && !w.done && w.at <= now()) ask(w);
+}
+
+void Live::ask(Watch &w) {
+    const Account *a = account(w.line);
+    int line = w.line;
+    w.done = true;
+    switch (w.kind) {
+    case Watch::Blf:
+    case Watch::List:
+        timeline_.action(now(), "blf", {std::to_string(line), w.number});
+        amRequestBlf(line, w.number.c_str());
+        break;
+    case Watch::Presence:
+        timeline_.action(now(), "presence", {std::to_string(line), w.number});
+        amRequestPresence(line, w.number.c_str());
+        break;
+    case Watch::Sms: {
+        int id = w.id != 0 ? w.id : ++messages_;
+        timeline_.action(now(), "sms", {std::to_string(line), w.number, std::to_string(id), "text", w.text});
+        amSendSms(line, w.number.c_str(), w.text.c_str(), id);
+        break;
+    }
+    case Watch::Mwi: {
+        // The phone's own mailbox watch is the protocol manager's, not the module's.
+        auto sub = std::make_unique<Sub>();
+        sub->line = line;
+        sub->number = w.number.empty() ? a->line.user : w.number;
+        sub->event = "message-summary";
+        sub->viaModule = false;
+        std::string uri = userAt(sub->number, a->line.server);
+        std::string self = userAt(a->line.user, a->line.server);
+        std::string proxy = "sip:" + (a->proxy.empty() ? a->line.server : a->proxy) + (a->tcp ? ";transport=tcp" : "");
+        sub->nh = nua_handle(nua_, static_cast<nua_hmagic_t *>(static_cast<void *>(sub.get())),
+                             SIPTAG_TO_STR(uri.c_str()), SIPTAG_FROM_STR(self.c_str()), NUTAG_PROXY(proxy.c_str()),
+                             TAG_END());
+        nua_subscribe(sub->nh, NUTAG_URL(uri.c_str()), SIPTAG_EVENT_STR("message-summary"),
+                      SIPTAG_ACCEPT_STR("application/simple-message-summary"), SIPTAG_EXPIRES_STR("3600"),
+                      TAG_END());
+        note("line " + std::to_string(line) + ": SUBSCRIBE " + uri + " (message-summary)");
+        subs_.push_back(std::move(sub));
+        break;
+    }
     }
 }
 
@@ -467,6 +471,7 @@ void Live::run(const std::atomic<bool> &stop, double seconds) {
     auto start = std::chrono::steady_clock::now();
     while (!stop.load() && !gaveUp_) {
         su_root_step(root_, 100);
+        for (int line : std::vector<int>(asked_)) askWatches(line);   // the watches whose time has come
         if (seconds > 0 &&
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() >= seconds)
             break;
@@ -487,7 +492,7 @@ void Live::shutdown() {
     };
     note("shutting down: cancelling watches");
     for (const Watch &w : watches_) {
-        if (std::find(asked_.begin(), asked_.end(), w.line) == asked_.end()) continue;
+        if (!w.done) continue;
         std::vector<std::string> args{std::to_string(w.line), w.number};
         if (w.kind == Watch::Blf || w.kind == Watch::List) {
             timeline_.action(now(), "blf-cancel", args);

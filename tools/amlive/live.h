@@ -36,6 +36,9 @@ struct Watch {
     int line = 1;
     std::string number;      // Mwi: empty for the line's own mailbox
     std::string text;        // Sms: the text message, sent once the line is registered
+    int id = 0;              // Sms: the message id (0: the next free one)
+    double at = 0;           // seconds from the start; never before the line is registered
+    bool done = false;
 };
 
 // "N:USER:PASSWORD@SERVER[:PORT][;transport=udp|tcp]" from the command line; false when
@@ -82,7 +85,8 @@ private:
     void send(const Pending &pending);
     void onEvent(int event, int status, const char *phrase, nua_handle_s *nh, Sub *sub, const void *sip);
     void handOver(const std::string &source, bool track, const Sub *sub);
-    void askWatches(int line);
+    void askWatches(int line);   // those due on a registered line
+    void ask(Watch &w);
     void step(double seconds);
     const Account *account(int line) const;
     std::string domainOf(int line) const;

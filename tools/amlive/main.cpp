@@ -13,6 +13,10 @@
 #include <string>
 #include <vector>
 
+#include <fstream>
+#include <sstream>
+
+#include "amreplay/scenario.h"
 #include "host/dev_host.h"
 #include "live.h"
 #include "platform/am.h"
@@ -33,6 +37,8 @@ void usage(std::FILE *out) {
     std::fputs(
         "usage: amlive --line N:USER:PASSWORD@SERVER[:PORT][;transport=tcp] [options]\n"
         "  --line ...          a line (repeatable); SERVER is where REGISTER and every request go\n"
+        "  --scenario FILE     lines (with password= and transport=) and blf, presence and sms\n"
+        "                      actions of a replay scenario; times count from the start\n"
         "  --domain DOMAIN     the domain of the lines' URIs (default: SERVER's host)\n"
         "  --blf [L:]NUMBER    a BLF key for NUMBER on line L (default 1); repeatable\n"
         "  --list [L:]USER     a BLF resource list (RLMI) at USER@DOMAIN\n"
@@ -61,6 +67,56 @@ int plainReceiver(int line, const char *number, const char *name, const char *bo
     return 0;
 }
 
+// The lines and the actions amlive can take live from a replay scenario.
+bool readScenario(const std::string &name, std::vector<amlive::Account> &accounts,
+                  std::vector<amlive::Watch> &watches) {
+    std::ifstream file(name);
+    if (!file) {
+        std::fprintf(stderr, "amlive: %s: cannot be read\n", name.c_str());
+        return false;
+    }
+    std::stringstream text;
+    text << file.rdbuf();
+    amreplay::Scenario scenario;
+    std::string error;
+    if (!amreplay::parseScenario(text.str(), name, scenario, error)) {
+        std::fprintf(stderr, "amlive: %s\n", error.c_str());
+        return false;
+    }
+    for (const amreplay::LineSetup &l : scenario.lines) {
+        amlive::Account a;
+        a.line = l.line;
+        a.password = l.password;
+        a.proxy = l.line.server;
+        a.tcp = l.tcp;
+        if (a.line.index <= 0 || a.line.user.empty() || a.line.server.empty()) {
+            std::fprintf(stderr, "amlive: %s: line %d needs user= and server=\n", name.c_str(), a.line.index);
+            return false;
+        }
+        accounts.push_back(a);
+    }
+    for (const amreplay::Action &action : scenario.actions) {
+        amlive::Watch w;
+        w.at = action.t;
+        w.line = std::atoi(action.args.empty() ? "0" : action.args[0].c_str());
+        if (action.verb == "blf" || action.verb == "presence") {
+            w.kind = action.verb == "blf" ? amlive::Watch::Blf : amlive::Watch::Presence;
+            w.number = action.args[1];
+        } else if (action.verb == "sms" && action.args[3] == "text") {
+            w.kind = amlive::Watch::Sms;
+            w.number = action.args[1];
+            w.id = std::atoi(action.args[2].c_str());
+            w.text = action.args[4];
+        } else {
+            std::fprintf(stderr, "amlive: %s: \"%s\" is not run live (blf, presence and sms text are)\n",
+                         action.where.c_str(), action.verb.c_str());
+            return false;
+        }
+        watches.push_back(w);
+    }
+    return true;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -87,6 +143,9 @@ int main(int argc, char **argv) {
                 return 2;
             }
             accounts.push_back(account);
+        } else if (arg == "--scenario") {
+            std::string name = value();
+            if (!readScenario(name, accounts, watches)) return 2;
         } else if (arg == "--domain") {
             domain = value();
         } else if (arg == "--blf" || arg == "--list" || arg == "--presence") {

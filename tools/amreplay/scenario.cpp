@@ -117,7 +117,7 @@ bool parseScenario(const std::string &text, const std::string &name, Scenario &o
             LineSetup setup;
             if (w.size() < 2 || !integer(w[1], setup.line.index) || setup.line.index < 0)
                 return fail("usage: line N user=NUMBER server=HOST [display=TEXT] [registered=yes|no] "
-                            "[multi-dialog=0|1] [sca=0|1] [expires=SECONDS]");
+                            "[multi-dialog=0|1] [sca=0|1] [expires=SECONDS] [password=TEXT] [transport=udp|tcp]");
             for (std::size_t i = 2; i < w.size(); ++i) {
                 std::size_t eq = w[i].find('=');
                 if (eq == std::string::npos) return fail("expected KEY=VALUE, got \"" + w[i] + "\"");
@@ -133,7 +133,11 @@ bool parseScenario(const std::string &text, const std::string &name, Scenario &o
                 } else if (key == "multi-dialog") ok = yesNo(value, setup.multiDialog);
                 else if (key == "sca") ok = yesNo(value, setup.sca);
                 else if (key == "expires") ok = integer(value, setup.expires);
-                else return fail("unknown line setting \"" + key + "\"");
+                else if (key == "password") setup.password = value;
+                else if (key == "transport") {
+                    ok = value == "udp" || value == "tcp";
+                    setup.tcp = value == "tcp";
+                } else return fail("unknown line setting \"" + key + "\"");
                 if (!ok) return fail("unusable value for " + key + ": \"" + value + "\"");
             }
             out.lines.push_back(setup);

@@ -16,6 +16,8 @@ struct LineSetup {
     int multiDialog = 0;
     int sca = 0;
     int expires = 3600;
+    std::string password;   // the live tool registers with these; a replay has no use for them
+    bool tcp = false;
 };
 
 struct ConfigItem {

@@ -50,9 +50,18 @@ kamailio_setup "$scratch" "$port"
 kamailio_start "$scratch" "$port" || exit 1
 server="127.0.0.1:$port"
 
-suffix=
-[ "$transport" = tcp ] && suffix=";transport=tcp"
-"$AMLIVE" --line "1:200:secret@$server$suffix" --domain ostra.test --blf 201 --blf 202 --list blf-list \
+# Over UDP the line and its keys come from the command line; over TCP from a scenario file.
+if [ "$transport" = tcp ]; then
+  cat > "$scratch/phone.scenario" <<SCENARIO
+line 1 user=200 server=$server password=secret transport=tcp
+at 0 blf 1 201
+at 0 blf 1 202
+SCENARIO
+  phone=(--scenario "$scratch/phone.scenario")
+else
+  phone=(--line "1:200:secret@$server" --blf 201 --blf 202)
+fi
+"$AMLIVE" "${phone[@]}" --domain ostra.test --list blf-list \
   --presence 203 --mwi --sms "1:200:Note to self" --json --state > "$out" 2> "$scratch/amlive.err" &
 AMLIVE_PID=$!
 
