@@ -55,15 +55,19 @@ TEST(Scenario, StatementsAreReadAndUnusableLinesNamed) {
     amreplay::Scenario s;
     std::string error;
     ASSERT_TRUE(amreplay::parseScenario("line 2 user=2100 server=as.example.com display=\"Front Desk\" sca=1 # shared\n"
+                                        "line 3 user=2101 server=as.example.com password=a:b@c transport=tcp\n"
                                         "config hotel agent user \"a b\"\n"
                                         "at 5 sms 1 205 7 text \"hi # there\"\n"
                                         "at 1.5 blf 1 201\n",
                                         "s.txt", s, error))
         << error;
-    ASSERT_EQ(s.lines.size(), 1u);
+    ASSERT_EQ(s.lines.size(), 2u);
     EXPECT_EQ(s.lines[0].line.index, 2);
     EXPECT_EQ(s.lines[0].line.display, "Front Desk");
     EXPECT_EQ(s.lines[0].sca, 1);
+    EXPECT_FALSE(s.lines[0].tcp);
+    EXPECT_EQ(s.lines[1].password, "a:b@c");
+    EXPECT_TRUE(s.lines[1].tcp);
     EXPECT_EQ(s.config[0].value, "a b");
     ASSERT_EQ(s.actions.size(), 2u);
     EXPECT_EQ(s.actions[0].verb, "blf");   // in time order
@@ -76,6 +80,7 @@ TEST(Scenario, StatementsAreReadAndUnusableLinesNamed) {
         {"line x user=1\n", "s.txt:1: usage: line N"},
         {"\nline 1 colour=red\n", "s.txt:2: unknown line setting \"colour\""},
         {"line 1 sca=maybe\n", "s.txt:1: unusable value for sca"},
+        {"line 1 transport=sctp\n", "s.txt:1: unusable value for transport"},
         {"at -1 blf 1 201\n", "s.txt:1: usage: at SECONDS"},
         {"at 0 blf 1\n", "s.txt:1: usage: blf LINE NUMBER"},
         {"at 0 seize 1 two 3\n", "s.txt:1: the appearance index must be a number"},
