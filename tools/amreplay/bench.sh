@@ -15,9 +15,10 @@ bin=build/default/tools
 work=build/default/bench-replay
 mkdir -p "$work"
 
-inputs=(examples/blf/traffic.sip examples/blf-list/traffic.sip examples/presence/traffic.sip examples/mwi/traffic.sip
-        examples/sca/traffic.sip examples/callpark/traffic.sip examples/visual-park/traffic.sip
-        examples/phone-events/traffic.sip)
+inputs=()
+for dir in examples/*/; do
+  [ -f "$dir/expected.txt" ] && [ "$(basename "$dir")" != bad-input ] && inputs+=("$dir/traffic.sip")
+done
 capture=$work/capture.pcap
 per=$("$bin/mkpcap" "${inputs[@]}" -o "$capture" --count)
 repeat=$(( (want + per - 1) / per ))
@@ -26,6 +27,8 @@ messages=$((per * repeat))
 cat > "$work/scenario.txt" <<'SCENARIO'
 line 1 user=1001 server=pbx.example.com
 line 2 user=2100 server=as.example.com sca=1
+line 3 user=3100 server=as.example.com
+line 4 user=3101 server=as.example.com
 SCENARIO
 
 measure() {   # measure NAME COMMAND... : prints the figures, answers seconds and peak kilobytes

@@ -380,7 +380,12 @@ void FrameDecoder::ipv4(const unsigned char *data, std::size_t size, double t, c
     bool more = (flags & 0x2000) != 0;
     std::size_t offset = static_cast<std::size_t>(flags & 0x1fff) * 8;
     uint8_t proto = data[9];
-    std::string src = address(AF_INET, data + 12), dst = address(AF_INET, data + 16);
+    // Addresses name TCP streams and fragment sets only; a plain datagram needs none.
+    std::string src, dst;
+    if (more || offset != 0 || proto == 6) {
+        src = address(AF_INET, data + 12);
+        dst = address(AF_INET, data + 16);
+    }
     const unsigned char *payload = data + ihl;
     std::size_t length = total - ihl;
     if (!more && offset == 0) {

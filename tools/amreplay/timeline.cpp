@@ -60,8 +60,11 @@ void Timeline::flushLogs(double t) {
         if (l.level < o_.logLevel) continue;
         std::string text = l.text;
         while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' ')) text.pop_back();
+        // A line that quotes a body keeps the timeline's indentation on its own lines.
+        std::string shown;
+        for (char c : text) shown += c == '\n' ? std::string("\n              ") : std::string(1, c);
         emit(Json{{"kind", "log"}, {"t", stamp(t)}, {"level", l.level}, {"module", l.module}, {"text", text}});
-        say("          log " + std::to_string(l.level) + " " + l.module + ": " + text + "\n");
+        say("          log " + std::to_string(l.level) + " " + l.module + ": " + shown + "\n");
     }
     devhost::clearLogs();
 }
