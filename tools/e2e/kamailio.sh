@@ -5,6 +5,8 @@
 KAMAILIO_TABLES=(version subscriber location presentity active_watchers watchers xcap pua
                  rls_presentity rls_watchers dialog dialog_vars)
 E2E_DIR="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+# /usr/sbin is not on every user's PATH.
+KAMAILIO=${KAMAILIO:-$(command -v kamailio || echo /usr/sbin/kamailio)}
 
 # A UDP and TCP port that nothing on loopback listens on.
 free_port() {
@@ -58,7 +60,7 @@ XML
 # pid is ours) and waits, bounded, until it answers on the port.
 kamailio_start() {
   local dir=$1 port=$2 i
-  kamailio -DD -E -f "$dir/kamailio.cfg" -Y "$dir" -m 64 -M 8 > "$dir/kamailio.log" 2>&1 &
+  "$KAMAILIO" -DD -E -f "$dir/kamailio.cfg" -Y "$dir" -m 64 -M 8 > "$dir/kamailio.log" 2>&1 &
   KAMAILIO_PID=$!
   for i in $(seq 1 50); do
     if ss -Hlnu 2>/dev/null | awk '{print $4}' | grep -q "127.0.0.1:$port\$"; then
