@@ -46,3 +46,8 @@ tools/armhf/sysroot.sh
 cmake --preset armhf >/dev/null
 cmake --build --preset armhf -j "$jobs"
 ctest --preset armhf
+
+# ---- Fuzz targets: every seed replayed, then a fixed count of executions each ----
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz -j "$jobs"
+ctest --preset fuzz

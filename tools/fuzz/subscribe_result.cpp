@@ -1,0 +1,21 @@
+// Subscription results: "event\nstate\ncontent type\nbody", given as a SUBSCRIBE result and
+// then as an unSUBSCRIBE result, while BLF and presence requests wait in the line's queue
+// for exactly such results.
+#include "tools/fuzz/fuzz.h"
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
+    fuzz::start();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const fuzz::Fields<4> in(data, size);
+    amRequestBlf(1, "201");
+    amRequestPresence(1, "202");
+    amRequestBlf(1, "203");
+    amRecvSubscribeResult(1, "201", in.orNull(0), in.orNull(2), in.number(1), in.orNull(3));
+    amRecvUnsubscribeResult(1, "202", in.orNull(0), in.orNull(2), in.number(1));
+    amPendingClear(1);
+    fuzz::settle();
+    return 0;
+}
