@@ -40,6 +40,8 @@ ctest --preset tsan --no-tests=ignore
 cmake --preset asan >/dev/null
 cmake --build --preset asan -j "$jobs"
 ctest --preset asan
+# The allocation-failure sweep ran above; its failure points per scenario, for the log.
+build/asan/tests/test_sweep --gtest_brief=1 | grep '^sweep '
 
 # ---- 32-bit ARM: the whole suite built by the cross compiler, run under qemu-arm ----
 tools/armhf/sysroot.sh
