@@ -40,17 +40,8 @@ struct Fields {
     int number(int i) const { return static_cast<int>(std::strtol(text[i].c_str(), nullptr, 10)); }
 };
 
-// Started once per process, with every feature's per-line settings on so that no path is
-// closed to the input by configuration.
-inline void start() {
-    amModuleInit();
-    for (int line = 0; line < 4; ++line) {
-        devhost::line(line).multiDialog = 1;
-        devhost::line(line).scaEnable = 1;
-    }
-    devhost::setRecordEvents(false);
-    devhost::setRecordLogs(false);
-}
+// A target's own start-up, run once after the module started (fuzz.cpp); optional.
+__attribute__((weak)) void setUp();
 
 // Runs what an input queued on the asynchronous context and drops what it left in the
 // stores, so that each input starts alike and the process does not grow.

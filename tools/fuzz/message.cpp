@@ -11,11 +11,7 @@ void onMessage(const AmRecvMessage *message) {
 }
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz::start();
-    amMessageProcessCbRegister(onMessage);
-    return 0;
-}
+void fuzz::setUp() { amMessageProcessCbRegister(onMessage); }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const fuzz::Fields<4> in(data, size);

@@ -1,11 +1,6 @@
 // Message-summary readers over the whole input as the body.
 #include "tools/fuzz/fuzz.h"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz::start();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const fuzz::Fields<1> in(data, size);
     int newCount, oldCount, urgentNew, urgentOld, waiting, special;

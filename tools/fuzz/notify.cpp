@@ -43,11 +43,7 @@ const char *eventOf(const Family &f, const std::string &line) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz::start();
-    family();
-    return 0;
-}
+void fuzz::setUp() { family(); }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const fuzz::Fields<4> in(data, size);

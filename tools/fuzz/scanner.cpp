@@ -5,11 +5,6 @@
 
 #include "tools/fuzz/fuzz.h"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz::start();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const fuzz::Fields<5> in(data, size);
     const char *text = in[4];

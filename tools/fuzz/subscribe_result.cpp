@@ -3,11 +3,6 @@
 // for exactly such results.
 #include "tools/fuzz/fuzz.h"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz::start();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const fuzz::Fields<4> in(data, size);
     amRequestBlf(1, "201");

@@ -4,11 +4,6 @@
 
 #include "tools/fuzz/fuzz.h"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz::start();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const fuzz::Fields<2> in(data, size);
     const int outSize = in.number(0) & 0xff;
