@@ -10,7 +10,12 @@ packages=(libgtest-dev libgmock-dev libpugixml-dev libpugixml1v5 libssl-dev libs
 [ -f "$root/.complete" ] && exit 0
 cache=build/armhf-debs
 mkdir -p "$cache" "$root"
-(cd "$cache" && apt-get download -q "${packages[@]/%/:armhf}" >/dev/null)
+# A mirror in the middle of a sync can refuse a file for a moment: three tries.
+for try in 1 2 3; do
+  (cd "$cache" && apt-get download -q -o APT::Sandbox::User=root "${packages[@]/%/:armhf}" >/dev/null) && break
+  [ "$try" -eq 3 ] && { echo "sysroot.sh: cannot download the armhf packages ${packages[*]}" >&2; exit 1; }
+  sleep 10
+done
 for deb in "$cache"/*_armhf.deb; do
   dpkg -x "$deb" "$root"
 done
