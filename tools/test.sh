@@ -49,6 +49,7 @@ tools/armhf/sysroot.sh
 cmake --preset armhf >/dev/null
 cmake --build --preset armhf -j "$jobs"
 ctest --preset armhf
+ctest --preset armhf -R '^library_size$' -V | grep '^[0-9]*: stripped'
 
 # ---- Fuzz targets: every seed replayed, then a fixed count of executions each ----
 cmake --preset fuzz >/dev/null
