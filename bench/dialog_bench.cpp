@@ -8,6 +8,7 @@
 
 #include "host/dev_host.h"
 #include "platform/am.h"
+#include "quiet_host.h"
 
 namespace {
 
@@ -17,16 +18,6 @@ constexpr char kRlmi[] = "application/rlmi+xml";
 // A plain parse: white space between elements is dropped. Keeping it is the node
 // parser's own need (an indented container has a value), so it is counted as its cost.
 constexpr unsigned kParseOptions = pugi::parse_default;
-
-// The host drops events and trace lines as a phone's host does below its log level, so
-// what is measured is the module's own work (and the node parser's).
-void quietHost() {
-    devhost::reset();
-    devhost::setRecordEvents(false);
-    devhost::setEventObserver([](const char *, const void *, int) {});
-    devhost::setLogPrintLevel(-1);
-    devhost::setRecordLogs(false);
-}
 
 std::string dialogElement(int i) {
     const std::string id = std::to_string(i);

@@ -112,15 +112,16 @@ constexpr NotifyRoute kNotifyRoutes[] = {
          return 0;
      }},
     {Match::Equal, "line-seize", nullptr, nullptr, lineSeizeNotify},
-    // Hoteling: amRecvHotelParse(n.line, n.contentType, n.body) when built.
-    {Match::Equal, "x-broadworks-hoteling", nullptr, nullptr, [](const Notify &) { return 0; }},
+    {Match::Equal, "x-broadworks-hoteling", nullptr, nullptr,
+     [](const Notify &n) { amRecvHotelParse(n.line, n.contentType, n.body); return 0; }},
     {Match::Equal, "talk", nullptr, nullptr, [](const Notify &n) { amRecvTalkProcess(n.body); return 0; }},
     {Match::Equal, "hold", nullptr, nullptr, [](const Notify &n) { amRecvHoldProcess(n.body); return 0; }},
-    // Feature events: amRecvDndStatusSyncProcess(n.line, n.body) when built.
-    {Match::Equal, "dndstatus", nullptr, nullptr, [](const Notify &) { return 0; }},
-    // Feature events: amRecvFeatureSyncProcess(n.line, n.contentType, n.body) when built (both rows).
-    {Match::Equal, "as-feature-event", nullptr, nullptr, [](const Notify &) { return 0; }},
-    {Match::Equal, "b2buaCSTA", nullptr, nullptr, [](const Notify &) { return 0; }},
+    {Match::Equal, "dndstatus", nullptr, nullptr,
+     [](const Notify &n) { amRecvDndStatusSyncProcess(n.line, n.body); return 0; }},
+    {Match::Equal, "as-feature-event", nullptr, nullptr,
+     [](const Notify &n) { amRecvFeatureSyncProcess(n.line, n.contentType, n.body); return 0; }},
+    {Match::Equal, "b2buaCSTA", nullptr, nullptr,
+     [](const Notify &n) { amRecvFeatureSyncProcess(n.line, n.contentType, n.body); return 0; }},
     // The whole Event header goes on: its parameters carry the server.
     {Match::Prefix, "acs-request", nullptr, nullptr, [](const Notify &n) { amAcsRequestReport(n.event); return 0; }},
     {Match::Equal, "clickToTalk", nullptr, nullptr, clickToTalkNotify},
@@ -159,8 +160,7 @@ constexpr SubscribeRoute kSubscribeRoutes[] = {
          amRecvLineSeizeParse(r.line, r.state == 0 ? AM_LINE_SEIZE_RESULT_FAILED : AM_LINE_SEIZE_RESULT_ACCEPTED,
                               r.body);
      }},
-    // Hoteling: amRecvHotelSubscribeResult(r.line, r.state) when built.
-    {"x-broadworks-hoteling", [](const SubscribeResult &) {}},
+    {"x-broadworks-hoteling", [](const SubscribeResult &r) { amRecvHotelSubscribeResult(r.line, r.state); }},
     {"dialog-message-summary",
      [](const SubscribeResult &r) {
          if (r.state <= 0) amRecvMwiSubscribeFailed(r.line, r.number, 1);

@@ -1,8 +1,8 @@
 // Small C++ helpers shared by every feature of the module: bounded copies that cannot be
 // given a wrong size, a scoped hold of a host mutex, a scoped XML parser context and
-// case-insensitive comparisons, a mutex created on first use, and the hand-over of a plain
-// SUBSCRIBE, and the reading of a decimal number. Header-only; nothing here allocates but
-// that mutex.
+// case-insensitive comparisons, a mutex created on first use, the hand-over of a SUBSCRIBE
+// (plain or with a body), and the reading of a decimal number. Header-only; nothing here
+// allocates but that mutex.
 #ifndef OSTRA_AM_CORE_UTIL_H
 #define OSTRA_AM_CORE_UTIL_H
 
@@ -122,6 +122,23 @@ inline void subscribeOrCancel(int line, const char *number, int subscribe, const
         request.accept = accept;
         pmSubscribeCancel(&request);
     }
+}
+
+// Hands the protocol manager a SUBSCRIBE that carries a body, for the features whose
+// requests accept answers of the body's own content type. `flag` is the record's flag
+// word, which these features set per request; expiry is the line's.
+inline void subscribeWithBody(int line, const char *number, int flag, const char *event, const char *contentType,
+                              const char *body) {
+    pmSubscribeRequest request = {};
+    request.line = line;
+    request.number = number;
+    request.expires = pmLineConfigGetSubscribeExpires(line);
+    request.flag = flag;
+    request.event = event;
+    request.accept = contentType;
+    request.contentType = contentType;
+    request.body = body;
+    pmSubscribe(&request);
 }
 
 // Owns a private XML parser context: created with a name, destroyed on every path.

@@ -51,6 +51,10 @@ int amRecvLineSeizeParse(int l, int r, const char *b) { return record("lineSeize
 int amRecvCallParkParse(int l, const char *n, const char *c, const char *s, const char *b) {
     return record("callPark", l, n, c, s, b), 0;
 }
+int amRecvHotelParse(int l, const char *c, const char *b) { return record("hotel", l, c, b), 0; }
+int amRecvHotelSubscribeResult(int l, int r) { return record("hotelSubscribed", l, r), 0; }
+int amRecvFeatureSyncProcess(int l, const char *c, const char *b) { return record("featureSync", l, c, b), 0; }
+int amRecvDndStatusSyncProcess(int l, const char *b) { return record("dndStatus", l, b), 0; }
 int amVisualParkParse(int l, const char *b) { return record("visualPark", l, b), 0; }
 void amVisualParkLockInit(void) { record("parkLockInit"); }
 int amVisualParkInfoListInit(void) { return record("parkListInit"), coretest::gVisualParkListInitResult; }

@@ -55,6 +55,10 @@ std::string parkInfo(const char *callId, const char *state) {
            "</parker-identity><parked-identity display=\"Bob\">sip:302@pbx</parked-identity></park-info>";
 }
 void onMessage(const AmRecvMessage *) {}
+const char kHotelType[] = "application/x-broadworks-hoteling+xml";
+const char kFeatureEvent[] =
+    "<ForwardingEvent><forwardingType>forwardNoAns</forwardingType><forwardStatus>true</forwardStatus>"
+    "<forwardTo>4002</forwardTo><ringCount>3</ringCount></ForwardingEvent>";
 
 // One row per feature. The release step undoes what the module lets an application or a
 // later NOTIFY undo; anything else the feature made is kept for the process's life.
@@ -127,6 +131,28 @@ const Scenario kScenarios[] = {
          amRequestBlfCancel(1, "203");
      },
      [] { amPendingClear(1); }},
+    {"HotelSignInWithChallenge",
+     [] {
+         devhost::setConfigItem("<PHONE FEATURE MODULE>", "-- Agent Config--  :", "Agent Number       :", "4001");
+         devhost::setConfigItem("<PHONE FEATURE MODULE>", "-- Agent Config--  :", "Agent Password     :", "pw");
+         amRequestHotelEvent(1, "4001");
+         amRecvSubscribeResult(1, "2001", "x-broadworks-hoteling", kHotelType, 1, nullptr);
+         amRecvNotify(1, "2001", "x-broadworks-hoteling", "active", kHotelType, "<hoteling><nonce>abc</nonce></hoteling>");
+         amRecvNotify(1, "2001", "x-broadworks-hoteling", "active", kHotelType,
+                      "<hoteling><guestAddress>4001@10.0.0.5</guestAddress></hoteling>");
+         amRequestHotelCancel(1);
+     },
+     nullptr},
+    {"FeatureSyncRequestsAndEvents",
+     [] {
+         AmFeatureSync dnd{1, 0, 1, AM_FEATURE_DND, "", ""};
+         amFeatureSyncRequest(1, "4001", &dnd);
+         AmFeatureSync forward{1, 20, 1, AM_FEATURE_FORWARD_NO_ANSWER, "4002", ""};
+         amFeatureSyncRequest(1, "4001", &forward);
+         amRecvNotify(1, "4001", "as-feature-event", "active", "application/x-as-feature-event+xml", kFeatureEvent);
+         amRecvNotify(1, "4001", "dndstatus", "active", nullptr, "<DNDSTATUS>ON</DNDSTATUS>");
+     },
+     nullptr},
 };
 
 struct Held {
@@ -170,6 +196,8 @@ bool runInChild(const Scenario &scenario, long nth, Held &held, std::string &why
     }
     return true;
 }
+
+void PrintTo(const Scenario &scenario, std::ostream *out) { *out << scenario.name; }
 
 class Sweep : public amtest::HostTest, public ::testing::WithParamInterface<Scenario> {};
 

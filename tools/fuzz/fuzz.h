@@ -40,6 +40,17 @@ struct Fields {
     int number(int i) const { return static_cast<int>(std::strtol(text[i].c_str(), nullptr, 10)); }
 };
 
+// Every feature's per-line settings on, so that no path is closed to the input by
+// configuration, and nothing recorded that a long run would pile up.
+inline void configureHost() {
+    for (int line = 0; line < 4; ++line) {
+        devhost::line(line).multiDialog = 1;
+        devhost::line(line).scaEnable = 1;
+    }
+    devhost::setRecordEvents(false);
+    devhost::setRecordLogs(false);
+}
+
 // A target's own start-up, run once after the module started (fuzz.cpp); optional.
 __attribute__((weak)) void setUp();
 
@@ -47,6 +58,7 @@ __attribute__((weak)) void setUp();
 // stores, so that each input starts alike and the process does not grow.
 inline void settle() {
     devhost::drainAsync();
+    devhost::clearRequests();
     amBlfDialogInfoClearByLine(1);
 }
 

@@ -23,6 +23,8 @@ constexpr Family kFamilies[] = {
     {"park", {"x-broadworks-callpark", "call-info", "park-info"}},
     {"reports", {"talk", "hold", "acs-request", "clickToTalk", "push-xml-event", "ACTIVE-URI",
                  "sync-server-time", "firmware_update"}},
+    {"hotel", {"x-broadworks-hoteling"}},
+    {"featuresync", {"as-feature-event", "b2buaCSTA", "dndstatus"}},
 };
 
 const Family *family() {
