@@ -1,7 +1,6 @@
 // Inbound dispatch: every NOTIFY, MESSAGE, INFO and subscription result that the protocol
 // manager hands over is routed here to the feature that owns it. Nothing is parsed here;
 // each route is one call into its feature, and the features' results are not looked at.
-#include <cstdio>
 #include <cstring>
 #include <strings.h>
 
@@ -127,8 +126,8 @@ constexpr NotifyRoute kNotifyRoutes[] = {
     {Match::Equal, "clickToTalk", nullptr, nullptr, clickToTalkNotify},
     {Match::Equal, "push-xml-event", "application/xml", "Push xml",
      [](const Notify &n) { amRecvPushXml(n.line, n.number, n.body); return 0; }},
-    // Dynamic multicast: amParseDynamicMcast(n.line, n.number, n.body) when built.
-    {Match::Equal, "mcast-dynamic-set", "application/iMC+xml", "Dynamic mcast", [](const Notify &) { return 0; }},
+    {Match::Equal, "mcast-dynamic-set", "application/iMC+xml", "Dynamic mcast",
+     [](const Notify &n) { amParseDynamicMcast(n.line, n.number, n.body); return 0; }},
     {Match::Equal, "ACTIVE-URI", "message/sipfrag", "active uri",
      [](const Notify &n) {
          if (n.body != nullptr) amActiveUriReport(n.line, n.number, n.body, AM_ACTIVE_URI_SOURCE_NOTIFY);
@@ -230,19 +229,17 @@ extern "C" int amRecvMessage(int line, const char *number, const char *name, con
         return -1;
     }
     if (amMsgContentEqual("text/plain", contentType) || amMsgContentEqual("text/medical", contentType)) {
-        // Receivers: amSmsRecvUserDefineReport(...) == 0 ? 0 : amSmsRecvReport(...) when built;
-        // with no receiver registered that ends in 0.
-        return 0;
+        // A user-defined receiver that takes the message keeps it from the plain ones.
+        if (amSmsRecvUserDefineReport(line, number, name, body) == 0) return 0;
+        return amSmsRecvReport(line, number, name, body);
     }
     if (amMsgContentEqual("text/xml-pushinfo", contentType)) {
-        // Receivers: return amPushMessageRecvParse(line, number, name, body) when built; it
-        // answers the length of its service request text.
-        return std::snprintf(nullptr, 0, "xmlService?user=%s&number=%s", number, am::orEmpty(name));
+        return amPushMessageRecvParse(line, number, name, body);
     }
     if (amMsgContentEqual("application/xml", contentType)) {
-        // Receivers: try amXmlSmsParse(line, number, name, body) first when built; -1 (not an
-        // XML text message, or no XML receiver) falls through to push XML.
-        return amRecvPushXml(line, number, body);
+        // Not an XML text message, or nobody to hand one to: the body may still be pushed XML.
+        int result = amXmlSmsParse(line, number, name, body);
+        return result != -1 ? result : amRecvPushXml(line, number, body);
     }
     if (amMsgContentEqual("application/ACTIVE-URI", contentType)) {
         return amActiveUriReport(line, number, body, AM_ACTIVE_URI_SOURCE_MESSAGE);
@@ -255,7 +252,7 @@ extern "C" int amRecvInfo(const AmInfoRecord *info) {
     ostraPrintLog(1, kLog, "%s: line=[%d] number=[%s] contentType=[%s]", "amRecvInfo", info->line,
                   am::orEmpty(info->number), am::orEmpty(info->contentType));
     if (amMsgContentEqual("application/remotecontrol+xml", info->contentType)) {
-        // Remote control: amRemoteControlRecvInfoMsg(info->line, info->number, info->body) when built.
+        amRemoteControlRecvInfoMsg(info->line, info->number, info->body);
         return 0;
     }
     if (amMsgContentEqual("kts", info->contentType)) {

@@ -98,6 +98,33 @@ private:
     std::atomic<SEM_ID> sem_{nullptr};
 };
 
+// A host list created on first use together with its mutex, both kept until the process
+// ends (the one allocation here besides the mutex). The mutex is made first, so whoever
+// sees the list also sees it; racing first users install only one list, and a list that
+// cannot be created is tried again by the next use.
+class LazyLockedList {
+public:
+    uList *existing() const { return list_.load(std::memory_order_acquire); }
+    // NULL until the list exists: there is nothing to guard before.
+    SEM_ID lock() { return existing() != nullptr ? lock_.get() : nullptr; }
+
+    uList *create() {
+        uList *list = existing();
+        if (list != nullptr) return list;
+        // A list nobody could guard is not made: the next use tries both again.
+        if (lock_.get() == nullptr) return nullptr;
+        uList *created = uListInit(0);
+        if (created == nullptr) return nullptr;
+        if (list_.compare_exchange_strong(list, created, std::memory_order_acq_rel)) return created;
+        uListUninit(created);  // another thread won; `list` now holds its list
+        return list;
+    }
+
+private:
+    std::atomic<uList *> list_{nullptr};
+    LazyMutex lock_;
+};
+
 // Hands the protocol manager a SUBSCRIBE (`subscribe` non-zero: the line's expiry, flag 1)
 // or an unSUBSCRIBE for `number` on `line`, for the features whose requests differ only in
 // event package, accept text and body. The texts stay the caller's; the result is not

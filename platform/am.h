@@ -565,9 +565,11 @@ typedef struct AmSmsSendStatus {
 } AmSmsSendStatus;
 AM_CHECK_SIZE(AmSmsSendStatus, 80);
 
-/* A receiver of inbound text messages; a user-defined receiver answers 0 when it took one. */
+/* A receiver of inbound text messages; a user-defined receiver answers 0 when it took one.
+ * Receivers run on the thread that delivered the MESSAGE, with their list locked: a
+ * receiver must not register or unregister a receiver from inside its own call. */
 typedef int (*AmSmsRecvFunc)(int line, const char *number, const char *name, const char *body);
-/* The receiver of XML text messages. */
+/* The receiver of XML text messages; content and msgId are valid only for the call. */
 typedef int (*AmXmlSmsRecvFunc)(int line, const char *number, const char *name, const char *content,
                                 const char *msgId);
 
@@ -579,6 +581,9 @@ int amRecvMessageResult(int line, const char *number, const char *contentType, i
 int amSmsSend(int line, const char *number, const char *body, int id, int type);
 int amSmsSendStatusReport(int line, const char *number, int id, int status, int type);
 
+/* Receivers by name (at most 31 characters are kept); a name already on a list is refused.
+ * Inbound XML text messages reach only the callback of amXmlSmsRecvCbRegister: the XML
+ * list is kept for its names. */
 int amSmsPlainRecvCallBackRegister(const char *name, AmSmsRecvFunc receiver);
 int amSmsPlainRecvCallBackUnRegister(const char *name);
 int amSmsUserDefineRecvCbRegister(const char *name, AmSmsRecvFunc receiver);

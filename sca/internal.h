@@ -4,7 +4,6 @@
 #ifndef OSTRA_AM_SCA_INTERNAL_H
 #define OSTRA_AM_SCA_INTERNAL_H
 
-#include <atomic>
 #include <cstdlib>
 
 #include "core/util.h"
@@ -19,32 +18,6 @@ int amLineSeizeStatusReport(int line, int index, int channel, int result);
 }
 
 namespace am {
-
-// A host list created on first use together with its mutex, both kept until the process
-// ends. The mutex is made first, so whoever sees the list also sees it; racing first users
-// install only one list, and a list that cannot be created is tried again by the next use.
-class LazyLockedList {
-public:
-    uList *existing() const { return list_.load(std::memory_order_acquire); }
-    // NULL until the list exists: there is nothing to guard before.
-    SEM_ID lock() { return existing() != nullptr ? lock_.get() : nullptr; }
-
-    uList *create() {
-        uList *list = existing();
-        if (list != nullptr) return list;
-        // A list nobody could guard is not made: the next use tries both again.
-        if (lock_.get() == nullptr) return nullptr;
-        uList *created = uListInit(0);
-        if (created == nullptr) return nullptr;
-        if (list_.compare_exchange_strong(list, created, std::memory_order_acq_rel)) return created;
-        uListUninit(created);  // another thread won; `list` now holds its list
-        return list;
-    }
-
-private:
-    std::atomic<uList *> list_{nullptr};
-    LazyMutex lock_;
-};
 
 // Appends a heap copy of a plain entry; false, with nothing kept, when memory runs out.
 // The caller holds the list's mutex.

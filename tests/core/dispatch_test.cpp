@@ -37,7 +37,8 @@ std::string warnings() {
 // A NOTIFY ('N') or the result of a SUBSCRIBE ('S') or unSUBSCRIBE ('U'); a result's
 // state is the number written in `state`.
 // Routes whose feature tests deliver real documents through these entry points (MWI, presence,
-// call park, visual park, line seize) are left to those tests; the rows here hold the rest.
+// call park, visual park, line seize, messaging, dynamic multicast, remote control) are left to
+// those tests; the rows here hold the rest.
 struct Case {
     char kind;
     const char *event, *contentType, *state, *body;
