@@ -55,6 +55,13 @@ std::string parkInfo(const char *callId, const char *state) {
            "</parker-identity><parked-identity display=\"Bob\">sip:302@pbx</parked-identity></park-info>";
 }
 void onMessage(const AmRecvMessage *) {}
+int onText(int, const char *, const char *, const char *body) { return body[0] == '!' ? 0 : -1; }
+int onXmlText(int, const char *, const char *, const char *, const char *) { return 0; }
+const char kXmlText[] = "<?xml version=\"1.0\"?><Message id=\"m-1\"><content>Tom &amp; Jerry</content></Message>";
+const char kMcast[] =
+    "<?xml version=\"1.0\"?><action name=\"IBC_MC_START\"><mcEntry host=\"224.0.1.10\" port=\"10000\" "
+    "priority=\"2\"/><type>stream</type><codec><name>PCMU</name><payload>0</payload></codec>"
+    "<caller>sip:100@pbx</caller><callee>Lobby</callee></action>";
 const char kHotelType[] = "application/x-broadworks-hoteling+xml";
 const char kFeatureEvent[] =
     "<ForwardingEvent><forwardingType>forwardNoAns</forwardingType><forwardStatus>true</forwardStatus>"
@@ -151,6 +158,42 @@ const Scenario kScenarios[] = {
          amFeatureSyncRequest(1, "4001", &forward);
          amRecvNotify(1, "4001", "as-feature-event", "active", "application/x-as-feature-event+xml", kFeatureEvent);
          amRecvNotify(1, "4001", "dndstatus", "active", nullptr, "<DNDSTATUS>ON</DNDSTATUS>");
+     },
+     nullptr},
+    {"MessagingSendAndReceivers",
+     [] {
+         amSmsPlainRecvCallBackRegister("ui", onText);
+         amSmsUserDefineRecvCbRegister("app", onText);
+         amSmsXmlRecvCallBackRegister("ui", onText);
+         amXmlSmsRecvCbRegister(onXmlText);
+         amSendSms(1, "201", "hello", 7);
+         amRecvMessageResult(1, "201", "text/plain", 7, 1);
+         amRecvMessage(1, "201", "Ann", "text/plain", "!urgent");
+         amRecvMessage(1, "201", "Ann", "text/plain", "no receiver takes this");
+         amRecvMessage(1, "201", "Ann", "application/xml", kXmlText);
+         amRecvMessage(1, "201", "Ann", "text/xml-pushinfo", "!<x/>");
+         devhost::drainAsync();
+     },
+     [] {
+         amSmsPlainRecvCallBackUnRegister("ui");
+         amSmsUserDefineRecvCbUnRegister("app");
+         amSmsXmlRecvCallBackUnRegister("ui");
+     }},
+    {"DynamicMcast",
+     [] {
+         notify("mcast-dynamic-set", "application/iMC+xml", kMcast);
+         notify("mcast-dynamic-set", "application/iMC+xml",
+                "<action name=\"IBC_MC_END\"><mcEntry host=\"224.0.1.10\" port=\"10000\"/></action>");
+     },
+     nullptr},
+    {"RemoteControl",
+     [] {
+         const AmInfoRecord start{1, "cti", "application/remotecontrol+xml",
+                                  "<cmd>Key=StartJoint</cmd><callID>a84b@cti</callID>"};
+         amRecvInfo(&start);
+         const AmInfoRecord call{1, "cti", "application/remotecontrol+xml", "<cmd>key=audiocall+2005</cmd>"};
+         amRecvInfo(&call);
+         amRemoteControlActionInfoReport(1, "cti", AM_REMOTE_CTL_ACTION_ESTABLISHED, "2005", "a84b@cti");
      },
      nullptr},
 };

@@ -25,6 +25,7 @@ constexpr Family kFamilies[] = {
                  "sync-server-time", "firmware_update"}},
     {"hotel", {"x-broadworks-hoteling"}},
     {"featuresync", {"as-feature-event", "b2buaCSTA", "dndstatus"}},
+    {"mcast", {"mcast-dynamic-set"}},
 };
 
 const Family *family() {
