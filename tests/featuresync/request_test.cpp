@@ -11,8 +11,9 @@ class FeatureSyncRequest : public amtest::HostTest {};
 // The body sent for one change on line 2, or "" when nothing was sent.
 std::string sent(int feature, int value, const char *forwardTo = "", int ringTime = 0, const char *reason = "") {
     AmFeatureSync change = {77, ringTime, value, feature, {}, {}};  // the record's line is not read
-    std::strncpy(change.forwardTo, forwardTo, sizeof change.forwardTo);  // may fill it to the brim
-    std::strncpy(change.reason, reason, sizeof change.reason);
+    // May fill them to the brim, without a NUL.
+    std::memcpy(change.forwardTo, forwardTo, strnlen(forwardTo, sizeof change.forwardTo));
+    std::memcpy(change.reason, reason, strnlen(reason, sizeof change.reason));
     devhost::clearRequests();
     EXPECT_EQ(amFeatureSyncRequest(2, "4100", &change), 0);
     std::vector<devhost::Request> requests = amtest::subscribes();
