@@ -1,8 +1,8 @@
 // Small C++ helpers shared by every feature of the module: bounded copies that cannot be
 // given a wrong size, a scoped hold of a host mutex, a scoped XML parser context and
-// case-insensitive comparisons, a mutex created on first use, the hand-over of a SUBSCRIBE
-// (plain or with a body), and the reading of a decimal number. Header-only; nothing here
-// allocates but that mutex.
+// case-insensitive comparisons, a mutex and a guarded list created on first use, the
+// hand-over of a SUBSCRIBE (plain or with a body), and the reading of a decimal number.
+// Header-only; nothing here allocates but that mutex and that list.
 #ifndef OSTRA_AM_CORE_UTIL_H
 #define OSTRA_AM_CORE_UTIL_H
 
@@ -99,9 +99,8 @@ private:
 };
 
 // A host list created on first use together with its mutex, both kept until the process
-// ends (the one allocation here besides the mutex). The mutex is made first, so whoever
-// sees the list also sees it; racing first users install only one list, and a list that
-// cannot be created is tried again by the next use.
+// ends. The mutex is made first, so whoever sees the list also sees it; racing first users
+// install only one list, and a list that cannot be created is tried again by the next use.
 class LazyLockedList {
 public:
     uList *existing() const { return list_.load(std::memory_order_acquire); }

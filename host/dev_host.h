@@ -109,6 +109,12 @@ void setInfoResult(int result);
 // Called from inside pmSubscribe / pmSubscribeCancel after the request is recorded, on
 // the caller's thread, so a test can deliver a result synchronously.
 void setSubscribeObserver(std::function<void(const Request &)> observer);
+// Called from inside every pm request function (pmSubscribe, pmSubscribeCancel, pmMessage,
+// pmSendInfo) after the request is recorded and the subscribe observer ran, on the caller's
+// thread; what it returns is the function's result (`configured` is the result set above).
+// Tools use it to see each request as it is made and to answer it as a server would.
+using RequestHook = std::function<int(const Request &request, int configured)>;
+void setRequestHook(RequestHook hook);
 
 // ---- time, network, configuration ------------------------------------------------
 const std::vector<std::string> &syncedDates();

@@ -18,17 +18,26 @@ std::atomic<int> gCancelResult{0};
 std::atomic<int> gMessageResult{0};
 std::atomic<int> gInfoResult{0};
 std::function<void(const Request &)> gSubscribeObserver;
+RequestHook gRequestHook;
 
 void copyText(std::string &to, bool &has, const char *text) {
     has = text != nullptr;
     to = text != nullptr ? text : "";
 }
 
-// Records the request and answers the observer to call (outside the lock).
-std::function<void(const Request &)> record(const Request &request) {
-    std::lock_guard<std::mutex> lock(gPmMutex);
-    gRequests.push_back(request);
-    return gSubscribeObserver;
+// Records the request, runs the observer (subscriptions only) and the hook outside the
+// lock, and answers the request's result.
+int record(const Request &request, bool observe, int configured) {
+    std::function<void(const Request &)> observer;
+    RequestHook hook;
+    {
+        std::lock_guard<std::mutex> lock(gPmMutex);
+        gRequests.push_back(request);
+        if (observe) observer = gSubscribeObserver;
+        hook = gRequestHook;
+    }
+    if (observer) observer(request);
+    return hook ? hook(request, configured) : configured;
 }
 
 LineSettings settingsOf(int lineIndex) {
@@ -56,6 +65,7 @@ void resetPm() {
     gMessageResult = 0;
     gInfoResult = 0;
     gSubscribeObserver = nullptr;
+    gRequestHook = nullptr;
 }
 }  // namespace detail
 
@@ -88,6 +98,10 @@ void setSubscribeObserver(std::function<void(const Request &)> observer) {
     std::lock_guard<std::mutex> lock(gPmMutex);
     gSubscribeObserver = std::move(observer);
 }
+void setRequestHook(RequestHook hook) {
+    std::lock_guard<std::mutex> lock(gPmMutex);
+    gRequestHook = std::move(hook);
+}
 
 }  // namespace devhost
 
@@ -109,9 +123,7 @@ int pmSubscribe(const pmSubscribeRequest *request) {
     copyText(r.contentType, r.hasContentType, request->contentType);
     copyText(r.body, r.hasBody, request->body);
     copyText(r.extra, r.hasExtra, request->extra);
-    auto observer = record(r);
-    if (observer) observer(r);
-    return gSubscribeResult;
+    return record(r, true, gSubscribeResult);
 }
 
 int pmSubscribeCancel(const pmUnsubscribeRequest *request) {
@@ -123,9 +135,7 @@ int pmSubscribeCancel(const pmUnsubscribeRequest *request) {
     copyText(r.number, r.hasNumber, request->number);
     copyText(r.event, r.hasEvent, request->event);
     copyText(r.accept, r.hasAccept, request->accept);
-    auto observer = record(r);
-    if (observer) observer(r);
-    return gCancelResult;
+    return record(r, true, gCancelResult);
 }
 
 int pmMessage(int lineIndex, const char *number, const char *contentType, const char *body, int id) {
@@ -136,8 +146,7 @@ int pmMessage(int lineIndex, const char *number, const char *contentType, const 
     copyText(r.number, r.hasNumber, number);
     copyText(r.contentType, r.hasContentType, contentType);
     copyText(r.body, r.hasBody, body);
-    record(r);
-    return gMessageResult;
+    return record(r, false, gMessageResult);
 }
 
 int pmSendInfo(const pmInfoRecord *info) {
@@ -148,8 +157,7 @@ int pmSendInfo(const pmInfoRecord *info) {
     copyText(r.number, r.hasNumber, info->number);
     copyText(r.contentType, r.hasContentType, info->contentType);
     copyText(r.body, r.hasBody, info->body);
-    record(r);
-    return gInfoResult;
+    return record(r, false, gInfoResult);
 }
 
 int pmGetRegisterStatebyLine(int lineIndex, int *state, int) {

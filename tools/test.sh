@@ -6,27 +6,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev libssl-dev binutils)
+packages=(g++ cmake ninja-build pkg-config libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev libssl-dev binutils
+          libsofia-sip-ua-dev libpcap-dev nlohmann-json3-dev libcli11-dev)
 packages+=(g++-arm-linux-gnueabihf qemu-user clang libclang-rt-14-dev)   # armhf and fuzzing
-missing=()
-for p in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-sudo=""
-[ "$(id -u)" -ne 0 ] && sudo="sudo"
-# The armhf package index is needed to download the cross build's libraries.
-update=${#missing[@]}
-if ! dpkg --print-foreign-architectures | grep -qx armhf; then
-  $sudo dpkg --add-architecture armhf
-  update=1
-fi
-if [ "$update" -gt 0 ]; then
-  # One index failing to download (a mirror in sync) must not stop the run.
-  $sudo apt-get update -qq || echo "test.sh: apt-get update failed in part; using the indexes there are" >&2
-fi
-if [ ${#missing[@]} -gt 0 ]; then
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}" >/dev/null
-fi
+tools/install-packages.sh "${packages[@]}"
 
 jobs=$(nproc)
 cmake --preset default >/dev/null

@@ -1,4 +1,6 @@
 // Feature changes written as CSTA request bodies and sent in "as-feature-event" SUBSCRIBEs.
+#include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "am_test.h"
@@ -11,9 +13,9 @@ class FeatureSyncRequest : public amtest::HostTest {};
 // The body sent for one change on line 2, or "" when nothing was sent.
 std::string sent(int feature, int value, const char *forwardTo = "", int ringTime = 0, const char *reason = "") {
     AmFeatureSync change = {77, ringTime, value, feature, {}, {}};  // the record's line is not read
-    // May fill them to the brim, without a NUL.
-    std::memcpy(change.forwardTo, forwardTo, strnlen(forwardTo, sizeof change.forwardTo));
-    std::memcpy(change.reason, reason, strnlen(reason, sizeof change.reason));
+    // A text as long as its field fills it to the brim, with no terminator.
+    std::memcpy(change.forwardTo, forwardTo, std::min(std::strlen(forwardTo), sizeof change.forwardTo));
+    std::memcpy(change.reason, reason, std::min(std::strlen(reason), sizeof change.reason));
     devhost::clearRequests();
     EXPECT_EQ(amFeatureSyncRequest(2, "4100", &change), 0);
     std::vector<devhost::Request> requests = amtest::subscribes();

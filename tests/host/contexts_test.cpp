@@ -79,4 +79,27 @@ TEST_F(HostContexts, LogsAndConfiguration) {
     EXPECT_FALSE(sockIsValidAddr("239.0.0"));
 }
 
+// The hook sees every kind of request after it is recorded and decides each result; the
+// configured result is what it is offered.
+TEST_F(HostContexts, RequestHookAnswersEveryRequestKind) {
+    devhost::setSubscribeResult(7);
+    std::vector<std::pair<int, int>> seen;   // kind, configured
+    devhost::setRequestHook([&](const devhost::Request &r, int configured) {
+        EXPECT_EQ(devhost::requests().size(), seen.size() + 1);
+        seen.emplace_back(r.kind, configured);
+        return 40 + r.kind;
+    });
+    pmSubscribeRequest sub{0, 1, "201", 60, 1, "dialog", nullptr, nullptr, nullptr, nullptr};
+    pmUnsubscribeRequest unsub{0, 1, "201", "dialog", nullptr};
+    pmInfoRecord info{1, "201", "text/plain", "x"};
+    EXPECT_EQ(pmSubscribe(&sub), 40);
+    EXPECT_EQ(pmSubscribeCancel(&unsub), 41);
+    EXPECT_EQ(pmMessage(1, "201", "text/plain", "hi", 9), 42);
+    EXPECT_EQ(pmSendInfo(&info), 43);
+    std::vector<std::pair<int, int>> expected{{0, 7}, {1, 0}, {2, 0}, {3, 0}};
+    EXPECT_EQ(seen, expected);
+    devhost::reset();
+    EXPECT_EQ(pmSubscribe(&sub), 0);
+}
+
 }  // namespace

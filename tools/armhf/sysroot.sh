@@ -8,6 +8,13 @@ cd "$(dirname "$0")/../.."
 root=${1:-build/armhf-sysroot}
 packages=(libgtest-dev libgmock-dev libpugixml-dev libpugixml1v5 libssl-dev libssl3)
 [ -f "$root/.complete" ] && exit 0
+# The armhf package index, once per machine.
+if ! dpkg --print-foreign-architectures | grep -qx armhf; then
+  sudo=""
+  [ "$(id -u)" -ne 0 ] && sudo="sudo"
+  $sudo dpkg --add-architecture armhf
+  $sudo apt-get update -qq || echo "sysroot.sh: apt-get update failed in part; using the indexes there are" >&2
+fi
 cache=build/armhf-debs
 mkdir -p "$cache" "$root"
 # A mirror in the middle of a sync can refuse a file for a moment: three tries.
