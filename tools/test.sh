@@ -15,7 +15,7 @@ jobs=$(nproc)
 cmake --preset default >/dev/null
 cmake --build --preset default -j "$jobs"
 ctest --preset default -R '^library_exports$'
-build/default/soak 1000000   # the module's blocks and resident memory stay flat
+build/default/tools/soak 1000000   # the module's blocks and resident memory stay flat
 
 cmake --preset tsan >/dev/null
 cmake --build --preset tsan -j "$jobs" --target thread_tests
