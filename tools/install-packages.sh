@@ -9,6 +9,7 @@ done
 if [ ${#missing[@]} -gt 0 ]; then
   sudo=""
   [ "$(id -u)" -ne 0 ] && sudo="sudo"
-  $sudo apt-get update -qq
+  # One index failing to download (a mirror in sync) must not stop the run.
+  $sudo apt-get update -qq || echo "install-packages.sh: apt-get update failed in part; using the indexes there are" >&2
   DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}" >/dev/null
 fi
