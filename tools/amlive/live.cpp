@@ -106,11 +106,6 @@ const Account *Live::account(int line) const {
     return nullptr;
 }
 
-std::string Live::domainOf(int line) const {
-    const Account *a = account(line);
-    return a != nullptr ? a->line.server : "invalid";
-}
-
 bool Live::start(const std::vector<Account> &accounts, const std::vector<Watch> &watches, std::string &error) {
     accounts_ = accounts;
     watches_ = watches;

@@ -89,7 +89,6 @@ private:
     void ask(Watch &w);
     void step(double seconds);
     const Account *account(int line) const;
-    std::string domainOf(int line) const;
     Sub *subscription(int line, const std::string &number, const std::string &event);
     void forget(Sub *sub);
 
