@@ -40,6 +40,11 @@ std::string userAt(const std::string &user, const std::string &domain) {
     return "sip:" + user + "@" + domain;
 }
 
+// Where the line's requests go, with its transport.
+std::string proxyOf(const Account &a) {
+    return "sip:" + (a.proxy.empty() ? a.line.server : a.proxy) + (a.tcp ? ";transport=tcp" : "");
+}
+
 // A realm parameter as the challenge gave it, quotes included (nua wants them).
 std::string realmOf(const sip_t *sip) {
     const msg_auth_t *auth = sip->sip_www_authenticate != nullptr ? sip->sip_www_authenticate
@@ -136,7 +141,7 @@ bool Live::start(const std::vector<Account> &accounts, const std::vector<Watch> 
     }
     // The phone answers MESSAGE, INFO and NOTIFY itself; no keepalive OPTIONS to the server.
     // Every request goes by the first line's server, as a phone's outbound proxy would.
-    std::string proxy = "sip:" + host + (first.tcp ? ";transport=tcp" : "");
+    std::string proxy = proxyOf(first);
     nua_set_params(nua_, NUTAG_PROXY(proxy.c_str()), NUTAG_OUTBOUND("no-options-keepalive no-validate no-natify"), NUTAG_KEEPALIVE(0),
                    NUTAG_ALLOW("MESSAGE, INFO, NOTIFY"), NUTAG_ENABLEMESSAGE(1), SIPTAG_USER_AGENT_STR("amlive"),
                    TAG_END());
@@ -151,7 +156,7 @@ bool Live::start(const std::vector<Account> &accounts, const std::vector<Watch> 
         sub->kind = Sub::Register;
         sub->line = a.line.index;
         std::string self = userAt(a.line.user, a.line.server);
-        std::string proxy = "sip:" + (a.proxy.empty() ? a.line.server : a.proxy) + (a.tcp ? ";transport=tcp" : "");
+        std::string proxy = proxyOf(a);
         sub->nh = nua_handle(nua_, static_cast<nua_hmagic_t *>(static_cast<void *>(sub.get())),
                              SIPTAG_TO_STR(self.c_str()), SIPTAG_FROM_STR(self.c_str()),
                              NUTAG_PROXY(proxy.c_str()), TAG_END());
@@ -224,7 +229,7 @@ void Live::send(const Pending &p) {
         return;
     }
     std::string self = userAt(a->line.user, a->line.server);
-    std::string proxy = "sip:" + (a->proxy.empty() ? a->line.server : a->proxy) + (a->tcp ? ";transport=tcp" : "");
+    std::string proxy = proxyOf(*a);
     const char *contentType = r.hasContentType ? r.contentType.c_str() : nullptr;
     const char *body = r.hasBody ? r.body.c_str() : nullptr;
 
@@ -443,7 +448,7 @@ void Live::ask(Watch &w) {
         sub->viaModule = false;
         std::string uri = userAt(sub->number, a->line.server);
         std::string self = userAt(a->line.user, a->line.server);
-        std::string proxy = "sip:" + (a->proxy.empty() ? a->line.server : a->proxy) + (a->tcp ? ";transport=tcp" : "");
+        std::string proxy = proxyOf(*a);
         sub->nh = nua_handle(nua_, static_cast<nua_hmagic_t *>(static_cast<void *>(sub.get())),
                              SIPTAG_TO_STR(uri.c_str()), SIPTAG_FROM_STR(self.c_str()), NUTAG_PROXY(proxy.c_str()),
                              TAG_END());
