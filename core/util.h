@@ -124,22 +124,29 @@ private:
     LazyMutex lock_;
 };
 
-// Hands the protocol manager a SUBSCRIBE (`subscribe` non-zero: the line's expiry, flag 1)
-// or an unSUBSCRIBE for `number` on `line`, for the features whose requests differ only in
-// event package, accept text and body. The texts stay the caller's; the result is not
-// examined, because the outcome arrives later as a subscription result.
+// The one place a SUBSCRIBE record is filled: the line's expiry, the features' texts as
+// given (they stay the caller's). The result is not examined, because the outcome arrives
+// later as a subscription result.
+inline void sendSubscribe(int line, const char *number, int flag, const char *event, const char *accept,
+                          const char *contentType, const char *body) {
+    pmSubscribeRequest request = {};
+    request.line = line;
+    request.number = number;
+    request.expires = pmLineConfigGetSubscribeExpires(line);
+    request.flag = flag;
+    request.event = event;
+    request.accept = accept;
+    request.contentType = contentType;
+    request.body = body;
+    pmSubscribe(&request);
+}
+
+// A SUBSCRIBE (`subscribe` non-zero, flag 1) or an unSUBSCRIBE for `number` on `line`, for
+// the features whose requests differ only in event package, accept text and body.
 inline void subscribeOrCancel(int line, const char *number, int subscribe, const char *event, const char *accept,
                               const char *body = nullptr) {
     if (subscribe != 0) {
-        pmSubscribeRequest request = {};
-        request.line = line;
-        request.number = number;
-        request.expires = pmLineConfigGetSubscribeExpires(line);
-        request.flag = 1;
-        request.event = event;
-        request.accept = accept;
-        request.body = body;
-        pmSubscribe(&request);
+        sendSubscribe(line, number, 1, event, accept, nullptr, body);
     } else {
         pmUnsubscribeRequest request = {};
         request.line = line;
@@ -155,16 +162,7 @@ inline void subscribeOrCancel(int line, const char *number, int subscribe, const
 // word, which these features set per request; expiry is the line's.
 inline void subscribeWithBody(int line, const char *number, int flag, const char *event, const char *contentType,
                               const char *body) {
-    pmSubscribeRequest request = {};
-    request.line = line;
-    request.number = number;
-    request.expires = pmLineConfigGetSubscribeExpires(line);
-    request.flag = flag;
-    request.event = event;
-    request.accept = contentType;
-    request.contentType = contentType;
-    request.body = body;
-    pmSubscribe(&request);
+    sendSubscribe(line, number, flag, event, contentType, contentType, body);
 }
 
 // Owns a private XML parser context: created with a name, destroyed on every path.
